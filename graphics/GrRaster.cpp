@@ -208,7 +208,11 @@ void fillBlock(DisplayBuffer& buffer, const Position& from, std::uint32_t column
     if (isWithin(buffer.size, from, columns, rows)) {
         Pixel* row = buffer.vdb + indexOf(buffer, from);
         for (; rows > 0; --rows, row += buffer.size.w) {
-            fillPixels(row, columns, color);
+            if (columns == 1) {  // a vertical edge
+                *row = color;
+            } else {
+                fillPixels(row, columns, color);
+            }
         }
         return;
     }

@@ -158,10 +158,11 @@ public:
         if (key == nullptr || *key == '\0' || nLen == 0) {
             return false;
         }
+        const CaseFolding folding = Folding();
         Node* node = nullptr;
         Node** list = &m_pFirst;
         for (unsigned int i = 0; i < nLen && key[i] != '\0'; ++i) {
-            node = FindOrInsert(list, ConvertCase(key[i]));
+            node = FindOrInsert(list, folding.ConvertCase(key[i]));
             list = &node->m_pChild;
         }
         node->m_data = value;
@@ -281,11 +282,12 @@ public:
         if (m_pFirst == nullptr || key == nullptr) {
             return false;
         }
+        const CaseFolding folding = Folding();
         unsigned int count = 0;
         Node* deepest = &s_virtualRoot;
         Node* list = m_pFirst;
         while (count != nLen && key[count] != '\0') {
-            Node* hit = FindSibling(list, ConvertCase(key[count]));
+            Node* hit = FindSibling(list, folding.ConvertCase(key[count]));
             if (hit == nullptr) {
                 if (pCount == nullptr || !deepest->IsValid()) {
                     return false;
@@ -313,15 +315,22 @@ private:
 
     static constexpr unsigned char Byte(char ch) { return static_cast<unsigned char>(ch); }
 
-    // ASCII only, whatever the locale: names must fold alike on every station.
-    [[nodiscard]] char ConvertCase(char ch) const {
-        constexpr unsigned char kCaseBit = 'a' ^ 'A';
-        if (m_bCaseSensitive) {
-            return ch;
+    // How characters are folded: the m_count ones from m_first on change their case. ASCII only, whatever the
+    // locale: names must fold alike on every station.
+    struct CaseFolding {
+        unsigned char m_first;
+        unsigned char m_count;
+
+        [[nodiscard]] char ConvertCase(char ch) const {
+            constexpr unsigned char kCaseBit = 'a' ^ 'A';
+            const bool folds = static_cast<unsigned char>(Byte(ch) - m_first) < m_count;
+            return folds ? static_cast<char>(Byte(ch) ^ kCaseBit) : ch;
         }
+    };
+    [[nodiscard]] CaseFolding Folding() const {
         const char first = m_eStoreCase == STORE_UPPERCASE ? 'a' : 'A';
-        const bool folds = static_cast<unsigned char>(Byte(ch) - Byte(first)) < 26;
-        return folds ? static_cast<char>(Byte(ch) ^ kCaseBit) : ch;
+        const unsigned char count = m_bCaseSensitive ? 0 : 26;
+        return {Byte(first), count};
     }
 
     // The node of `ch` in a sibling list, or null.
