@@ -1,5 +1,5 @@
-// Wall-clock functions for time-outs, blink phases and key timing, and a hex dump for diagnostics. The clock is
-// gettimeofday throughout: a step of the system time moves every time-out with it.
+// Wall-clock functions for time-outs, blink phases and key timing, and a hex dump for diagnostics. The clock
+// is gettimeofday throughout: a step of the system time moves every time-out with it.
 #pragma once
 
 #include <sys/time.h>

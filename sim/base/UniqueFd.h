@@ -1,0 +1,33 @@
+// Sole owner of a file descriptor.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace sim {
+
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : m_fd(fd) {}
+    UniqueFd(UniqueFd&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
+    ~UniqueFd() { reset(); }
+
+    void reset() {
+        if (m_fd >= 0) {
+            ::close(std::exchange(m_fd, -1));
+        }
+    }
+    [[nodiscard]] int get() const { return m_fd; }  // -1: none
+    [[nodiscard]] bool valid() const { return m_fd >= 0; }
+
+private:
+    int m_fd = -1;
+};
+
+}  // namespace sim

@@ -1,0 +1,60 @@
+#include "sim/program/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+
+namespace sim {
+namespace {
+
+constexpr int kUsageError = 2;
+constexpr char kFooter[] =
+    "The command to run, with its arguments, stands behind \"--\"; without one the daemon beside the "
+    "simulator\n"
+    "is run.\n"
+    "Exit status: the command's (128 + n after signal n); with a script 0 passed, 1 an expectation failed,\n"
+    "2 usage or script error, 3 the command ended by itself, 42 time-out.";
+
+void describe(CLI::App& app, Options& options) {
+    app.footer(kFooter);
+    app.set_version_flag("--version", std::string("beltpack_sim ") + BELTPACK_VERSION);
+    app.add_option("--panel", options.panel, "Fitted display variant")->check(CLI::Range(0, 1));
+    app.add_option(
+        "--disptype", options.disptype,
+        "What fw_printenv answers: a value, \"unset\" or \"missing\" (default: the fitted variant)");
+    app.add_option("--disptype-status", options.disptypeStatus, "Exit status of fw_printenv after a value")
+        ->check(CLI::Range(0, 255));
+    app.add_option("--screenshot", options.screenshot, "Write the last frame as a PNG file at the end");
+    app.add_option("--scale", options.scale, "Picture points a panel pixel, each way (default: 4)")
+        ->check(CLI::Range(1, 32));
+    app.add_option("--log", options.log, "Write what happens as JSON objects, one a line");
+    app.add_flag("--trace", options.trace, "Show what happens on standard error");
+    app.add_option("--script", options.script, "Play a scripted session")->check(CLI::ExistingFile);
+    app.add_option("--timeout", options.timeout, "Longest wait of a script, in seconds (default: 10)")
+        ->check(CLI::Range(1, 3600));
+    app.add_option("--artifacts", options.artifacts,
+                   "Folder for a script's pictures (default: the current one)");
+    app.add_flag("--update-pictures", options.updatePictures, "Write a script's expected pictures anew");
+}
+
+}  // namespace
+
+// What follows "--" is the command's alone: it never reaches the parser, which would interpret some of it.
+std::optional<int> parseOptions(int argc, char** argv, Options& options) {
+    char** const end = argv + argc;
+    char** const mark =
+        std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+    if (mark != end) {
+        options.command.assign(mark + 1, end);
+    }
+    CLI::App app("Runs the front-panel daemon, or another command, on an emulated panel.", "beltpack_sim");
+    describe(app, options);
+    try {
+        app.parse(static_cast<int>(mark - argv), argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kUsageError;
+    }
+    return std::nullopt;
+}
+
+}  // namespace sim

@@ -1,0 +1,94 @@
+// A simulated station: the panel, its devices, and the program that runs on them.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/base/EventLoop.h"
+#include "sim/kernel/DeviceServer.h"
+#include "sim/log/EventLog.h"
+#include "sim/panel/Panel.h"
+#include "sim/program/BootEnvironment.h"
+#include "sim/program/ChildProcess.h"
+#include "sim/program/ControlServer.h"
+#include "sim/program/LineQueue.h"
+
+namespace sim {
+
+struct SessionOptions {
+    int variant = 0;  // the fitted display
+    BootAnswer boot;
+    std::vector<std::string> command;  // the program and its first arguments
+    std::string shim;                  // path of the preload shim
+    bool piped = false;                // feed the program's input and read its output, else leave them alone
+};
+
+// Runs one program at a time, any number in turn; the panel keeps its state in between. Programs that those
+// leave behind end with the session.
+//
+// From construction on SIGCHLD, SIGINT, SIGTERM and SIGHUP are handled here, and SIGPIPE is ignored: the
+// session owns the process's signals. The last three go to the program; a second one kills it.
+class Session {
+public:
+    explicit Session(SessionOptions options);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Makes socket, signals and stub ready. An error text, or an empty one.
+    [[nodiscard]] std::string prepare();
+
+    // Starts the program, with these arguments behind those of the command. False: no process could be made.
+    [[nodiscard]] bool start(const std::vector<std::string>& arguments);
+    [[nodiscard]] bool running() const { return m_running; }
+    // Of the program that ended last: its exit status, or 128 + n when signal n ended it.
+    [[nodiscard]] std::optional<int> exitStatus() const { return m_exitStatus; }
+    // The signal that asked the simulator to end, or 0.
+    [[nodiscard]] int interruption() const { return m_interruption; }
+
+    // Serves devices and program for up to so many milliseconds (-1: no limit), or until something has
+    // happened. False: nothing has.
+    bool serve(int milliseconds) { return m_loop.runOnce(milliseconds); }
+
+    // Hands as much to the program's input, in one write, as the pipe takes now: 0 when it is full, -1 when
+    // it is closed.
+    [[nodiscard]] long writeInput(std::string_view bytes);
+    void closeInput() { m_child.input().reset(); }
+
+    void kill();  // the running program
+
+    [[nodiscard]] Panel& panel() { return m_panel; }
+    [[nodiscard]] DeviceServer& devices() { return m_devices; }
+    [[nodiscard]] EventLog& log() { return m_log; }
+    [[nodiscard]] const BootEnvironment& boot() const { return m_boot; }
+    [[nodiscard]] const LineQueue& output() const { return m_output; }
+
+private:
+    [[nodiscard]] bool watchSignals();
+    void takeSignal();
+    void passOn(int signal);
+    void reapChildren();
+    void noteExit(int waitStatus);
+    void relayOutput();
+    [[nodiscard]] Launch launchOf(const std::vector<std::string>& arguments) const;
+    void killLeftBehind();
+
+    const SessionOptions m_options;
+    EventLoop m_loop;
+    EventLog m_log;
+    CallLog m_records{m_log};
+    Panel m_panel;
+    DeviceServer m_devices;
+    ControlServer m_control;
+    BootEnvironment m_boot;
+    UniqueFd m_signals;
+    ChildProcess m_child;
+    bool m_running = false;
+    std::optional<int> m_exitStatus;
+    int m_interruption = 0;
+    LineQueue m_output;
+};
+
+}  // namespace sim

@@ -1,0 +1,63 @@
+/* The records that the preload shim and the simulator exchange: one request and one reply a call, each one
+ * packet of a SOCK_SEQPACKET connection. C and C++ read this header; the layout is the same for 32-bit and
+ * 64-bit processes of one byte order.
+ *
+ * A connection belongs to one process (the simulator's address is an abstract Unix socket name that the
+ * environment carries). A request is a beltpack_request followed by `size` bytes of payload, a reply a
+ * beltpack_reply followed likewise. The reply to a successful BELTPACK_OPEN carries one descriptor
+ * (SCM_RIGHTS). An open file is named by the device and inode number of that descriptor, so that copies made
+ * by dup and fork, and descriptors whose number was used before, are told apart without watching close.
+ */
+#pragma once
+
+#include <assert.h>
+#include <stdint.h>
+
+/* Environment variable with the abstract socket's name, without the leading zero byte. */
+#define BELTPACK_SOCKET_VARIABLE "BELTPACK_SIM_SOCKET"
+
+enum {
+    BELTPACK_BUS_LIMIT = 4096,     /* bytes: spidev's default buffer, and a page for a sysfs attribute */
+    BELTPACK_PAYLOAD_LIMIT = 8192, /* bytes: the most that follows a request or a reply */
+    BELTPACK_FILE_LIMIT = 1024     /* panel files open at once, over all processes */
+};
+
+enum beltpack_operation {
+    BELTPACK_OPEN =
+        1,          /* argument: open flags; event_size; payload: the path, no end mark. Reply: kind, slot */
+    BELTPACK_READ,  /* argument: room in bytes. Reply: payload, the bytes; none for an input device, whose
+                       events come through the descriptor: a reply without error lets the read go on there */
+    BELTPACK_WRITE, /* argument: byte count asked for; payload: at most BELTPACK_BUS_LIMIT of them.
+                       Reply: result, the bytes taken */
+    BELTPACK_SEEK,  /* argument: SEEK_SET, ...; offset. Reply: result, the new position */
+    BELTPACK_IOCTL, /* argument: request number; payload: the argument's bytes when the request writes.
+                       Reply: result; payload, the bytes for the argument when the request reads */
+    BELTPACK_TRANSFER, /* SPI_IOC_MESSAGE. offset: byte total; payload: for each transfer its length as
+                          uint32_t and then its bytes (no payload when the total is over the limit). Reply:
+                          result */
+    BELTPACK_SYSLOG    /* argument: priority with facility; event_size: length of the identifier; payload: the
+                          identifier, then the message */
+};
+
+enum beltpack_kind { BELTPACK_INPUT = 1, BELTPACK_SPI, BELTPACK_ATTRIBUTE };
+
+struct beltpack_request {
+    uint32_t operation;  /* beltpack_operation */
+    uint32_t argument;   /* see the operation */
+    uint64_t device;     /* the file's st_dev; 0 for BELTPACK_OPEN and BELTPACK_SYSLOG */
+    uint64_t inode;      /* the file's st_ino; likewise */
+    int64_t offset;      /* see the operation */
+    uint32_t event_size; /* BELTPACK_OPEN: the process's sizeof(struct input_event) */
+    uint32_t size;       /* payload bytes that follow */
+};
+
+struct beltpack_reply {
+    int64_t result; /* what the call returns when error is 0 */
+    int32_t error;  /* errno, or 0 */
+    uint32_t kind;  /* BELTPACK_OPEN: beltpack_kind */
+    uint32_t slot; /* BELTPACK_OPEN: below BELTPACK_FILE_LIMIT; not used by another file that is still open */
+    uint32_t size; /* payload bytes that follow */
+};
+
+static_assert(sizeof(struct beltpack_request) == 40, "requests cross from 32-bit to 64-bit processes");
+static_assert(sizeof(struct beltpack_reply) == 24, "replies cross from 64-bit to 32-bit processes");

@@ -1,0 +1,380 @@
+// A program for the emulated panel to run: "shim_probe SCENARIO" uses the devices as any program would and
+// checks what the C library gives back. Exit status: 0 passed, 1 a check failed (told on standard error), 2
+// no such scenario.
+#include <fcntl.h>
+#include <linux/input.h>
+#include <linux/spi/spidev.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/select.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+int failures = 0;
+
+void check(bool holds, const char* what, int line) {
+    if (!holds) {
+        std::fprintf(stderr, "shim_probe: line %d: %s (errno %d)\n", line, what, errno);
+        ++failures;
+    }
+}
+#define CHECK(what) check((what), #what, __LINE__)
+#define CHECK_FAILS(call, error) CHECK((errno = 0, (call) == -1 && errno == (error)))
+
+constexpr char kLed[] = "/sys/class/leds/pca963x:grn:c2/brightness";
+constexpr char kLedMaximum[] = "/sys/class/leds/pca963x:grn:c2/max_brightness";
+constexpr char kLedTrigger[] = "/sys/class/leds/pca963x:grn:c2/trigger";
+constexpr char kCommands[] = "/dev/spidev3.0";
+constexpr char kGain[] = "/dev/spidev4.0";
+constexpr char kKeys[] = "/dev/input/event4";
+constexpr char kExport[] = "/sys/class/gpio/export";
+constexpr char kUnexport[] = "/sys/class/gpio/unexport";
+
+ssize_t put(int fd, const std::string& text) {
+    return write(fd, text.data(), text.size());
+}
+
+std::string get(int fd, std::size_t room = 64) {
+    std::string text(room, '?');
+    const ssize_t length = read(fd, text.data(), room);
+    return length < 0 ? "error" : text.substr(0, static_cast<std::size_t>(length));
+}
+
+std::string getFromStart(int fd) {
+    CHECK(lseek(fd, 0, SEEK_SET) == 0);
+    return get(fd);
+}
+
+int transferOf(int fd, const std::vector<unsigned char>& bytes, void* received = nullptr) {
+    spi_ioc_transfer transfer{};
+    transfer.tx_buf = reinterpret_cast<std::uintptr_t>(bytes.data());
+    transfer.rx_buf = reinterpret_cast<std::uintptr_t>(received);
+    transfer.len = static_cast<std::uint32_t>(bytes.size());
+    return ioctl(fd, SPI_IOC_MESSAGE(1), &transfer);
+}
+
+void attributes() {
+    const int fd = open(kLed, O_RDWR);
+    CHECK(put(fd, "82") == 2);
+    CHECK(getFromStart(fd) == "82\n");
+    CHECK(get(fd).empty());
+    CHECK(lseek(fd, 1, SEEK_SET) == 1 && get(fd, 1) == "2" && lseek(fd, 0, SEEK_CUR) == 2);
+    CHECK(put(fd, "300\n") == 4);
+    CHECK(getFromStart(fd) == "255\n");
+    for (const char* bad : {"x", "-1", "8 2", "\n", "82x", "1\n\n"}) {
+        CHECK_FAILS(put(fd, bad), EINVAL);
+    }
+    CHECK_FAILS(put(fd, "4294967296"), ERANGE);
+    CHECK(put(fd, "") == 0);
+    CHECK(getFromStart(fd) == "255\n");
+    int unused = 0;
+    CHECK_FAILS(ioctl(fd, FIONREAD, &unused), ENOTTY);
+    CHECK(close(fd) == 0);
+    CHECK_FAILS(open(kLedMaximum, O_RDWR), EACCES);
+    CHECK(getFromStart(open(kLedMaximum, O_RDONLY)) == "255\n");
+    const int trigger = open(kLedTrigger, O_RDWR);
+    CHECK(getFromStart(trigger) == "[none]\n");
+    CHECK(put(trigger, "none\n") == 5);
+    CHECK_FAILS(put(trigger, "timer"), EINVAL);
+    CHECK_FAILS(open("/sys/class/leds/pca963x:blu:c2/brightness", O_RDWR), ENOENT);
+}
+
+void streams() {
+    std::FILE* file = std::fopen(kLed, "w");
+    CHECK(file != nullptr && std::fprintf(file, "%d", 57) == 2 && fileno(file) >= 0);
+    CHECK(std::fclose(file) == 0);
+    file = std::fopen(kLed, "r+");
+    std::array<char, 16> text{};
+    CHECK(std::fgets(text.data(), text.size(), file) != nullptr && std::strcmp(text.data(), "57\n") == 0);
+    std::rewind(file);
+    CHECK(std::fputs("rubbish", file) >= 0);
+    CHECK(std::fclose(file) == EOF && errno == EINVAL);
+    CHECK(std::fopen("/sys/class/leds/pca963x:none/brightness", "r") == nullptr && errno == ENOENT);
+    std::ofstream(kLed) << 140;
+    int level = 0;
+    std::ifstream(kLed) >> level;
+    CHECK(level == 140);
+}
+
+int gpioFile(const char* name, int flags) {
+    return open((std::string("/sys/class/gpio/") + name).c_str(), flags);
+}
+
+void gpio() {
+    const int exports = open(kExport, O_WRONLY);
+    const int unexports = open(kUnexport, O_WRONLY);
+    CHECK_FAILS(gpioFile("gpio9/value", O_RDWR), ENOENT);
+    CHECK_FAILS(put(unexports, "9"), EINVAL);
+    CHECK_FAILS(put(exports, "10"), EINVAL);
+    CHECK(put(exports, "9") == 1);
+    CHECK_FAILS(put(exports, "9"), EBUSY);
+    const int direction = gpioFile("gpio9/direction", O_RDWR);
+    const int value = gpioFile("gpio9/value", O_RDWR);
+    CHECK(get(direction) == "in\n");
+    CHECK_FAILS(put(value, "1"), EPERM);
+    CHECK(put(direction, "high") == 4 && getFromStart(direction) == "out\n" && get(value) == "1\n");
+    CHECK(put(value, "0") == 1 && getFromStart(value) == "0\n");
+    CHECK_FAILS(put(value, "on"), EINVAL);
+    CHECK_FAILS(put(direction, "up"), EINVAL);
+    CHECK(put(value, "1") == 1 && put(unexports, "9") == 1);
+    CHECK_FAILS(put(value, "0"), ENODEV);
+    CHECK(put(exports, "0x9") == 3 && get(gpioFile("gpio9/value", O_RDONLY)) == "1\n");
+}
+
+void buses() {
+    const int fd = open(kGain, O_RDWR | O_NONBLOCK);
+    std::uint8_t mode = 3;
+    std::uint8_t bits = 16;
+    std::uint32_t speed = 4000000;
+    CHECK(ioctl(fd, SPI_IOC_WR_MODE, &mode) == 0);
+    CHECK(ioctl(fd, SPI_IOC_WR_BITS_PER_WORD, &bits) == 0);
+    CHECK(ioctl(fd, SPI_IOC_WR_MAX_SPEED_HZ, &speed) == 0);
+    mode = bits = 0;
+    speed = 0;
+    CHECK(ioctl(fd, SPI_IOC_RD_MODE, &mode) == 0 && mode == 3);
+    CHECK(ioctl(fd, SPI_IOC_RD_BITS_PER_WORD, &bits) == 0 && bits == 16);
+    CHECK(ioctl(fd, SPI_IOC_RD_MAX_SPEED_HZ, &speed) == 0 && speed == 4000000);
+    speed = 0;
+    CHECK_FAILS(ioctl(fd, SPI_IOC_WR_MAX_SPEED_HZ, &speed), EINVAL);
+    CHECK_FAILS(ioctl(fd, FIONREAD, &speed), ENOTTY);
+    std::array<unsigned char, 2> received = {1, 1};
+    CHECK(transferOf(fd, {0x1F, 0}, received.data()) == 2 && received[0] == 0 && received[1] == 0);
+    CHECK_FAILS(transferOf(fd, {0x1F}), EINVAL);
+    CHECK_FAILS(transferOf(fd, std::vector<unsigned char>(4098)), EMSGSIZE);
+    CHECK(transferOf(fd, std::vector<unsigned char>(4096)) == 4096);
+    const std::array<unsigned char, 2> one = {5, 0};
+    std::array<spi_ioc_transfer, 2> two{};
+    for (spi_ioc_transfer& transfer : two) {
+        transfer.tx_buf = reinterpret_cast<std::uintptr_t>(one.data());
+        transfer.len = 2;
+    }
+    CHECK(ioctl(fd, SPI_IOC_MESSAGE(2), two.data()) == 4);
+    CHECK(write(fd, one.data(), 2) == 2);
+    CHECK(get(fd, 2) == std::string(2, '\0'));
+    CHECK_FAILS(lseek(fd, 0, SEEK_SET), ESPIPE);
+}
+
+// One name for all copies of a descriptor, and for copies in other processes; a number that is used again is
+// not it.
+void copies() {
+    const int first = open(kLed, O_RDWR);
+    const int second = dup(first);
+    CHECK(put(first, "1") == 1 && put(second, "2") == 1);
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(put(second, "3") == 1 && open(kCommands, O_RDWR) >= 0 ? 0 : 1);
+    }
+    int status = -1;
+    CHECK(waitpid(child, &status, 0) == child && status == 0);
+    CHECK(getFromStart(first) == "3\n");
+    close(first);
+    CHECK(put(second, "4") == 1);
+    std::array<int, 2> ends{};
+    CHECK(pipe(ends.data()) == 0 && (ends[0] == first || ends[1] == first));
+    CHECK(put(ends[1], "foreign") == 7 && get(ends[0]) == "foreign");
+    CHECK_FAILS(write(-1, "x", 1), EBADF);
+    CHECK((fcntl(second, F_GETFD) & FD_CLOEXEC) == 0);
+    CHECK((fcntl(open(kLed, O_RDWR | O_CLOEXEC), F_GETFD) & FD_CLOEXEC) != 0);
+}
+
+// Far more opens than there are slots for files: closing gives them back.
+void reopening() {
+    for (int i = 0; i < 3000; ++i) {
+        const int fd = open(kLed, O_RDWR);
+        CHECK(put(fd, std::to_string(i % 256)) > 0);
+        close(fd);
+    }
+    CHECK(getFromStart(open(kLed, O_RDONLY)) == std::to_string(2999 % 256) + '\n');
+}
+
+void otherForms() {
+    CHECK(open64(kLed, O_RDWR) >= 0);
+    CHECK(openat(AT_FDCWD, kLed, O_RDWR) >= 0);
+    CHECK(openat64(AT_FDCWD, kLed, O_RDWR) >= 0);
+    CHECK(open("/dev/null", O_RDWR) >= 0);
+    CHECK_FAILS(open("/nowhere/at/all", O_RDONLY), ENOENT);
+    const int fd = open(kLed, O_RDWR);
+    CHECK(lseek64(fd, 0, SEEK_SET) == 0);
+    CHECK_FAILS(static_cast<int>(lseek64(fd, -1, SEEK_SET)), EINVAL);
+    openlog("probe", 0, LOG_USER);
+    const std::string format = "%s failed: %m";  // not as a literal: compilers do not know %m in C++
+    errno = EPERM;
+    syslog(LOG_ERR, format.c_str(), "something");
+    CHECK(errno == EPERM);
+}
+
+void reads() {
+    const int fd = open(kKeys, O_RDONLY | O_NONBLOCK);
+    std::array<input_event, 4> events{};
+    CHECK_FAILS(static_cast<int>(read(fd, events.data(), sizeof events)), EAGAIN);
+    CHECK_FAILS(static_cast<int>(read(fd, events.data(), sizeof(input_event) - 1)), EINVAL);
+    std::array<unsigned char, 96> keys{};
+    CHECK(ioctl(fd, EVIOCGKEY(keys.size()), keys.data()) == 96);
+    CHECK(ioctl(fd, EVIOCGKEY(14), keys.data()) == 14);
+    CHECK_FAILS(ioctl(fd, EVIOCGVERSION, keys.data()), EINVAL);
+}
+
+// Tells what comes from a device, until standard input ends: "held CODE" for what is held at the start,
+// "event TYPE CODE VALUE", "bytes N" for each read, "error ERRNO" for the one that ends the telling.
+void tellEvents(const char* path) {
+    const int fd = open(path, O_RDONLY | O_NONBLOCK);
+    if (fd < 0) {
+        std::printf("no device: %d\n", errno);
+        return;
+    }
+    std::array<unsigned char, 96> keys{};
+    ioctl(fd, EVIOCGKEY(keys.size()), keys.data());
+    for (unsigned code = 0; code < keys.size() * 8; ++code) {
+        if (((keys[code / 8] >> code % 8) & 1) != 0) {
+            std::printf("held %u\n", code);
+        }
+    }
+    std::printf("ready\n");
+    for (;;) {
+        fd_set ready;
+        FD_ZERO(&ready);
+        FD_SET(fd, &ready);
+        FD_SET(STDIN_FILENO, &ready);
+        select(fd + 1, &ready, nullptr, nullptr, nullptr);
+        if (!FD_ISSET(fd, &ready)) {
+            return;
+        }
+        std::array<input_event, 43> events{};
+        const ssize_t length =
+            read(fd, events.data(), sizeof events - 1);  // not a multiple of the event's size
+        if (length < 0) {
+            std::printf("error %d\n", errno);
+            return;
+        }
+        std::printf("events %d\n", static_cast<int>(static_cast<std::size_t>(length) / sizeof(input_event)));
+        for (std::size_t i = 0; i < static_cast<std::size_t>(length) / sizeof(input_event); ++i) {
+            if (events[i].type != EV_SYN) {
+                std::printf("event %d %d %d\n", events[i].type, events[i].code, events[i].value);
+            }
+        }
+    }
+}
+
+void keys() {
+    tellEvents(kKeys);
+}
+void rear() {
+    tellEvents("/dev/input/event3");
+}
+
+// Opens, configures, transfers and writes again for each byte of input, and tells the errno of each failure:
+// where faults go is the script's business.
+void faults() {
+    const int led = open(kLed, O_RDWR);
+    std::printf("open %d\n", led < 0 ? errno : 0);
+    char byte = 0;
+    while (read(STDIN_FILENO, &byte, 1) == 1) {
+        const ssize_t written = write(led, "82", 2);
+        std::printf("write %d\n", written < 0 ? -errno : static_cast<int>(written));
+    }
+}
+
+// Draws one frame, its pages filled with 01 02 04 ..., from controller column 32 on.
+void frame() {
+    const int commands = open(kCommands, O_RDWR);
+    const int data = open("/dev/spidev3.1", O_RDWR);
+    CHECK(transferOf(commands, {0xA1, 0xAF, 0x81, 0x52}) == 4);
+    for (unsigned page = 0; page < 8; ++page) {
+        CHECK(transferOf(commands, {static_cast<unsigned char>(0xB0U | page), 0x00, 0x12}) == 3);
+        CHECK(transferOf(data, std::vector<unsigned char>(96, static_cast<unsigned char>(1U << page))) == 96);
+    }
+    std::printf("drawn\n");
+    (void)std::getchar();
+}
+
+void echo() {
+    for (int c = std::getchar(); c != EOF; c = std::getchar()) {
+        std::putchar(c);
+    }
+}
+
+void ends() {
+    std::exit(7);
+}
+
+// Outlives the simulator: the devices are gone then, but reading from them ends.
+void simulatorDeath() {
+    prctl(PR_SET_PDEATHSIG, 0);
+    const int led = open(kLed, O_RDWR);
+    const int events = open(kKeys, O_RDONLY);
+    CHECK(put(led, "1") == 1);
+    kill(getppid(), SIGKILL);
+    std::array<char, 1> end{};
+    CHECK(syscall(SYS_read, events, end.data(), end.size()) == 0);  // the pipe's end: the simulator is gone
+    CHECK_FAILS(put(led, "2"), ENODEV);
+    std::array<input_event, 4> room{};
+    CHECK_FAILS(static_cast<int>(read(events, room.data(), sizeof room)), ENODEV);
+    CHECK_FAILS(open(kLed, O_RDWR), ENOENT);
+    std::printf(failures == 0 ? "passed\n" : "failed\n");
+}
+
+void noSimulator() {
+    CHECK_FAILS(open(kLed, O_RDWR), ENOENT);
+}
+
+// Leaves a process behind and tells its number.
+void leaveBehind() {
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    std::printf("%d\n", static_cast<int>(child));
+}
+
+constexpr struct {
+    const char* name;
+    void (*run)();
+} kScenarios[] = {
+    {"attributes", attributes},
+    {"buses", buses},
+    {"copies", copies},
+    {"echo", echo},
+    {"ends", ends},
+    {"faults", faults},
+    {"frame", frame},
+    {"gpio", gpio},
+    {"keys", keys},
+    {"leave-behind", leaveBehind},
+    {"no-simulator", noSimulator},
+    {"other-forms", otherForms},
+    {"reads", reads},
+    {"rear", rear},
+    {"reopening", reopening},
+    {"simulator-death", simulatorDeath},
+    {"streams", streams},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    setlinebuf(stdout);
+    for (const auto& scenario : kScenarios) {
+        if (argc > 1 && std::strcmp(argv[1], scenario.name) == 0) {
+            scenario.run();
+            return failures == 0 ? 0 : 1;
+        }
+    }
+    std::fprintf(stderr, "shim_probe: no such scenario\n");
+    return 2;
+}
