@@ -1,0 +1,45 @@
+// The drawing operations that are timed and counted, each told once.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "graphics/GraphicsCommandProcessor.h"
+#include "graphics/StrDict3.h"
+#include "hw/IIntercomHardware.h"
+#include "hw/IntercomBeltpack.h"
+
+// A 96 x 64 display whose flush packs the frame into panel pages, without a bus behind it.
+class BenchPanel {
+public:
+    BenchPanel();
+
+    void run(const char* line) { m_interpreter.processCommand(line); }
+    void run(const std::vector<std::string>& lines);
+    // Packs the display's present content, 6144 pixels into 768 bytes.
+    void pack();
+    // Finds one word of a dictionary as large as that of the commands.
+    void lookUp();
+    // The packed bytes, so that nobody can leave the work out.
+    [[nodiscard]] const unsigned char* packed() const { return m_packed; }
+
+private:
+    VelaGraphics::VirtualDisplay m_display{96, 64};
+    VelaGraphics::VirtualDisplay* m_displays[1] = {&m_display};
+    GraphicsCommandProcessor m_interpreter{m_displays, 1, nullptr};
+    unsigned char m_packed[768] = {};
+    StrDict3<int> m_words;
+    int m_found = 0;
+};
+
+struct Operation {
+    const char* name;
+    const char* what;
+    void (*run)(BenchPanel& panel);
+};
+
+// In the order in which results are shown.
+extern const std::vector<Operation> kOperations;
+
+// A whole screen as a controlling application draws it: texts, boxes and lines, 19 commands and a flush.
+extern const std::vector<std::string> kScene;
