@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Builds the project in every way it must build and passes all tests: gcc release, gcc with the address and
+# undefined-behaviour sanitizers, clang release; and builds the daemon for the station's 32-bit ARM processor.
+# Arguments go to ctest, e.g. scripts/test.sh -R Line
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+step() { printf '\n== %s\n' "$*"; }
+
+step "Packages"
+scripts/setup.sh test
+step "Source format"
+scripts/check-format.sh
+for preset in arm release sanitize clang; do
+  step "Building: $preset"
+  cmake --preset "$preset"
+  cmake --build --preset "$preset"
+done
+step "Tests"
+# One run over the three builds, so that one summary tells about all of them.
+printf 'subdirs(release sanitize clang)\n' >build/CTestTestfile.cmake
+ctest --test-dir build --output-on-failure -j "$(nproc)" "$@"
