@@ -48,7 +48,9 @@ void forEachPiece(const Rows& rows, std::uint32_t length, Piece piece) {
         for (; row < rows.count && start < end; ++row, start += rows.pitch) {
             const std::uint64_t from = std::max(start, window);
             const std::uint64_t to = std::min(start + rows.columns, end);
-            piece(row, from - start, from - window, to - from);
+            // Both fit: they count pixels of the display.
+            piece(row, from - start, static_cast<std::uint32_t>(from - window),
+                  static_cast<std::uint32_t>(to - from));
         }
     }
 }
@@ -132,7 +134,7 @@ private:
         const auto columns = static_cast<std::uint64_t>(high - low) + 1;
         const Rows row{static_cast<std::uint32_t>(low), 1, std::min(columns, 2 * kIndexRange), 1};
         forEachPiece(row, buffer.length,
-                     [&](std::uint64_t, std::uint64_t, std::uint64_t index, std::uint64_t n) {
+                     [&](std::uint64_t, std::uint64_t, std::uint32_t index, std::uint32_t n) {
                          fillPixels(buffer.vdb + index, n, color);
                      });
     }
@@ -227,7 +229,7 @@ void fillBlock(DisplayBuffer& buffer, const Position& from, std::uint32_t column
         block = {block.first, pitch, std::min(columns + (rows - 1) * pitch, 2 * kIndexRange), 1};
     }
     forEachPiece(block, buffer.length,
-                 [&](std::uint64_t, std::uint64_t, std::uint64_t index, std::uint64_t n) {
+                 [&](std::uint64_t, std::uint64_t, std::uint32_t index, std::uint32_t n) {
                      fillPixels(buffer.vdb + index, n, color);
                  });
 }
@@ -273,10 +275,10 @@ void copyBlock(DisplayBuffer& target, const Position& to, const Pixel* source, s
                      asUnsigned(extent.h)};
     const std::uint64_t sourcePitch = asUnsigned(pitch);
     forEachPiece(block, target.length,
-                 [&](std::uint64_t row, std::uint64_t column, std::uint64_t index, std::uint64_t n) {
+                 [&](std::uint64_t row, std::uint64_t column, std::uint32_t index, std::uint32_t n) {
                      const Pixel* in = source + row * sourcePitch + column;
                      Pixel* out = target.vdb + index;
-                     for (std::uint64_t i = 0; i < n; ++i) {
+                     for (std::uint32_t i = 0; i < n; ++i) {
                          out[i] = in[i];
                      }
                  });

@@ -362,7 +362,9 @@ TEST(Rectangle, OfTheLargestNumbersIsDrawnAtOnce) {
         {{kLeast, kLeast}, {50, kMost}}, {{kLeast, 0}, {kMost, 3}},          {{3, kLeast}, {94, kMost}},
         {{0, 0}, {kLeast, kLeast}},      {{1, kLeast}, {3, kMost}},
     };
-    for (const auto& [at, size] : rectangles) {
+    for (const auto& rectangle : rectangles) {
+        const Position& at = rectangle.first;
+        const Size& size = rectangle.second;
         Surface s(96, 64);
         DisplayBuffer buffer = s.buffer();
         EXPECT_LT(milliseconds([&] {
