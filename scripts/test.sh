@@ -9,6 +9,7 @@ step() { printf '\n== %s\n' "$*"; }
 
 step "Packages"
 scripts/setup.sh test
+scripts/arm-sysroot.sh
 step "Source format"
 scripts/check-format.sh
 for preset in arm release sanitize clang; do
