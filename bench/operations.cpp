@@ -1,5 +1,9 @@
 #include "operations.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
 namespace {
 
 constexpr const char* kWords[] = {"info",  "clear", "pixel",   "rect",   "line",  "font",   "text",
@@ -29,6 +33,29 @@ std::vector<std::string> makeScene() {
     return lines;
 }
 
+constexpr const char* kFontFile = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+
+// Fonts are found in the folder font/ of the working directory: makes one for the time of the loading.
+font_t* loadFont() {
+    namespace fs = std::filesystem;
+    const fs::path before = fs::current_path();
+    std::string folder = fs::temp_directory_path() / "bench.XXXXXX";
+    font_t* font = nullptr;
+    if (mkdtemp(folder.data()) != nullptr) {
+        fs::create_directory(folder + "/font");
+        fs::create_symlink(kFontFile, folder + "/font/sans.ttf");
+        fs::current_path(folder);
+        font = Fnt_Get("ft:sans.ttf:24px");
+        fs::current_path(before);
+        fs::remove_all(folder);
+    }
+    if (font == nullptr) {
+        std::fprintf(stderr, "cannot load %s: scripts/setup.sh test installs it\n", kFontFile);
+        std::exit(2);
+    }
+    return font;
+}
+
 }  // namespace
 
 const std::vector<std::string> kScene = makeScene();
@@ -41,10 +68,12 @@ const std::vector<Operation> kOperations = {
     {"rect", "a filled rectangle of 40 x 20",
      [](BenchPanel& panel) { panel.run("rect 0 10 10 40 20 white red"); }},
     {"line", "a diagonal of 60 pixels", [](BenchPanel& panel) { panel.run("line 0 0 0 60 60 white"); }},
+    {"utext", "20 characters of a scalable font at 24 px",
+     [](BenchPanel& panel) { panel.scalableText("Channel 12, Volume 9"); }},
     {"lookup", "one word of a dictionary of 25", [](BenchPanel& panel) { panel.lookUp(); }},
 };
 
-BenchPanel::BenchPanel() {
+BenchPanel::BenchPanel() : m_font(loadFont()) {
     m_display.onChange([](void* panel) { static_cast<BenchPanel*>(panel)->pack(); }, this);
     run("font 0 F9x5m");
     for (const char* word : kWords) {
@@ -54,6 +83,17 @@ BenchPanel::BenchPanel() {
 
 void BenchPanel::lookUp() {
     m_words.Find("text", m_found);
+}
+
+void BenchPanel::scalableText(const char* utf8) {
+    constexpr unsigned int kFlags = 181;  // centred both ways, lines, wrapping, and the bit that utext sets
+    const unsigned char white[] = {255, 255, 255, 0};
+    image_t image = {};
+    image.w = m_wideDisplay.width();
+    image.h = m_wideDisplay.height();
+    image.stride = image.w * static_cast<int>(sizeof(VelaGraphics::Pixel));
+    image.data = reinterpret_cast<unsigned char*>(m_wideDisplay.vdbufNC());
+    Fnt_RenderText(&image, nullptr, m_font.get(), utf8, white, 0, kFlags);
 }
 
 void BenchPanel::run(const std::vector<std::string>& lines) {

@@ -1,9 +1,11 @@
 // The drawing operations that are timed and counted, each told once.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "freetype/gui_fnt.h"
 #include "graphics/GraphicsCommandProcessor.h"
 #include "graphics/StrDict3.h"
 #include "hw/IIntercomHardware.h"
@@ -20,6 +22,9 @@ public:
     void pack();
     // Finds one word of a dictionary as large as that of the commands.
     void lookUp();
+    // Draws a line in the middle of a display on which all of it shows, in DejaVu Sans at 24 px with the
+    // placement of utext.
+    void scalableText(const char* utf8);
     // The packed bytes, so that nobody can leave the work out.
     [[nodiscard]] const unsigned char* packed() const { return m_packed; }
 
@@ -30,6 +35,12 @@ private:
     unsigned char m_packed[768] = {};
     StrDict3<int> m_words;
     int m_found = 0;
+
+    struct FontCloser {
+        void operator()(font_t* font) const { Fnt_CloseFont(font); }
+    };
+    std::unique_ptr<font_t, FontCloser> m_font;
+    VelaGraphics::VirtualDisplay m_wideDisplay{320, 64};
 };
 
 struct Operation {

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-mapfile -t files < <(find app bench graphics hw sim tests tools -name '*.cpp' -o -name '*.h' -o -name '*.c')
+mapfile -t files < <(find app bench freetype graphics hw sim tests tools -name '*.cpp' -o -name '*.h' -o -name '*.c')
 if [[ ${1:-} == --fix ]]; then
   exec clang-format-14 -i "${files[@]}"
 fi

@@ -10,6 +10,7 @@ limits='
 scene   60000
 pack     8000
 text     5000
+utext   60000
 rect        -
 line        -
 lookup      -

@@ -5,7 +5,7 @@
 # Needs root or sudo when something is missing.
 set -euo pipefail
 
-run=(cmake g++ libcli11-dev libpng-dev ninja-build nlohmann-json3-dev)
+run=(cmake fonts-dejavu-core g++ libcli11-dev libfreetype-dev libpng-dev ninja-build nlohmann-json3-dev)
 test=("${run[@]}" clang-14 clang-format-14 g++-arm-linux-gnueabihf libbenchmark-dev libgtest-dev valgrind)
 
 case ${1:-} in

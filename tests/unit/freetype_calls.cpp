@@ -1,0 +1,69 @@
+#include "freetype_calls.h"
+
+#include <cstring>
+
+namespace {
+FreeTypeCalls calls;
+
+std::string words(std::initializer_list<long> numbers) {
+    std::string text;
+    for (const long number : numbers) {
+        text += ' ' + std::to_string(number);
+    }
+    return text;
+}
+}  // namespace
+
+FreeTypeCalls& freeTypeCalls() {
+    return calls;
+}
+
+FreeTypeCalls& resetFreeTypeCalls() {
+    return calls = {};
+}
+
+extern "C" {
+FT_Error __real_FT_Init_FreeType(FT_Library* library);
+FT_Error __real_FT_New_Face(FT_Library library, const char* path, FT_Long index, FT_Face* face);
+FT_Error __real_FT_Done_Face(FT_Face face);
+FT_Error __real_FT_Set_Pixel_Sizes(FT_Face face, FT_UInt width, FT_UInt height);
+FT_Error __real_FT_Set_Char_Size(FT_Face face, FT_F26Dot6 width, FT_F26Dot6 height, FT_UInt across,
+                                 FT_UInt down);
+FT_Error __real_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags);
+FT_UInt __real_FT_Get_Char_Index(FT_Face face, FT_ULong code);
+char* __real_strdup(const char* text);
+
+FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
+    return calls.initFails ? FT_Err_Out_Of_Memory : __real_FT_Init_FreeType(library);
+}
+FT_Error __wrap_FT_New_Face(FT_Library library, const char* path, FT_Long index, FT_Face* face) {
+    ++calls.newFaces;
+    return __real_FT_New_Face(library, path, index, face);
+}
+FT_Error __wrap_FT_Done_Face(FT_Face face) {
+    ++calls.doneFaces;
+    return __real_FT_Done_Face(face);
+}
+FT_Error __wrap_FT_Set_Pixel_Sizes(FT_Face face, FT_UInt width, FT_UInt height) {
+    calls.sizes.push_back("pixels" + words({static_cast<long>(width), static_cast<long>(height)}));
+    return __real_FT_Set_Pixel_Sizes(face, width, height);
+}
+FT_Error __wrap_FT_Set_Char_Size(FT_Face face, FT_F26Dot6 width, FT_F26Dot6 height, FT_UInt across,
+                                 FT_UInt down) {
+    calls.sizes.push_back("char" +
+                          words({width, height, static_cast<long>(across), static_cast<long>(down)}));
+    return __real_FT_Set_Char_Size(face, width, height, across, down);
+}
+FT_Error __wrap_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {
+    const char* const how = flags == 4 ? " render" : flags == 0 ? " measure" : " unexpected flags";
+    calls.loads.push_back(std::to_string(code) + how);
+    return calls.loadsFail ? FT_Err_Invalid_Glyph_Index : __real_FT_Load_Char(face, code, flags);
+}
+FT_UInt __wrap_FT_Get_Char_Index(FT_Face face, FT_ULong code) {
+    ++calls.charIndexes;
+    return __real_FT_Get_Char_Index(face, code);
+}
+char* __wrap_strdup(const char* text) {
+    return calls.strdupFails ? nullptr : __real_strdup(text);
+}
+}
