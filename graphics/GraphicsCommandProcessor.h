@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "freetype/gui_fnt.h"
 #include "graphics/GrBase.h"
 #include "graphics/GrFont.h"
 #include "graphics/GrVirtualDisplay.h"
@@ -64,8 +65,11 @@ private:
     };
     static const Command kCommands[];
 
+    static constexpr int kFontSlots = 10;
+
     // What a text command reads before it draws.
     struct TextJob;
+    struct ScalableTextJob;
 
     bool process_info(const char* args);
     bool process_clear(const char* args);
@@ -76,6 +80,8 @@ private:
     bool process_text(const char* args);
     bool process_ctext(const char* args);
     bool process_rtext(const char* args);
+    bool process_ufont(const char* args);
+    bool process_utext(const char* args);
     bool process_vdisp(const char* args);
     bool process_vdispd(const char* args);
     bool process_color(const char* args);
@@ -100,6 +106,22 @@ private:
     void drawText(const TextJob& job, std::int64_t x) const;
     Font* loadFont(const SimpleString& name);
 
+    // The font of the first slot from startIndex up whose text is narrower than maxWidth px, or of the last
+    // slot, which may be too wide; index is that slot. An empty slot measures 0, so it can be the one: null
+    // then, and for a startIndex behind the last slot.
+    font_t* getFontForWidth(const char* text, int maxWidth, int& index, int startIndex);
+    // Removes characters from the end of the text until it is at most maxWidth px wide. True when it removed
+    // any. Required, do not mend: wider than maxWidth is too wide here, as wide as maxWidth above.
+    static bool substringByWidth(font_t* font, SimpleString& text, int maxWidth);
+
+    bool parseScalableText(const char* args, ScalableTextJob& job);
+    void drawInSlot(ScalableTextJob& job) const;
+    font_t* fitText(SimpleString& text);
+    font_t* fitTwoLines(SimpleString& text, const char* space, int singleLineSlot);
+    void drawFitted(ScalableTextJob& job);
+    static void drawScalable(const ScalableTextJob& job, const rect_t* area, font_t* font,
+                             unsigned int flags);
+
     StrDict3<Handler> m_cmdDict;
     VirtualDisplay** m_disp;  // not owned
     unsigned int m_displayCount;
@@ -108,4 +130,6 @@ private:
     StrDict3<Font*> m_fontDict;  // owned
     Font* m_lastFont;            // the font that text is drawn in; belongs to m_fontDict
     IIntercomHardware* m_hw;     // not owned
+    font_t* ttfFonts[kFontSlots] =
+        {};  // owned: the scalable font, from the largest size to the smallest; or null
 };
