@@ -1,7 +1,9 @@
-// The front-panel daemon: options, start-up, the one loop, routing of commands, event lines, shutdown.
+// The front-panel daemon: options, start-up, the one loop, routing of commands, event lines, the panel test,
+// shutdown.
 
 #include <fcntl.h>
 #include <sys/select.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -9,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <csignal>
 #include <cstdint>
@@ -16,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "app/Args.h"
@@ -28,6 +32,7 @@
 #include "hw/fp_renc.h"
 #include "hw/ibp_gpio.h"
 #include "hw/ibp_micGain.h"
+#include "hw/ox_utility.h"
 
 using VelaGraphics::VirtualDisplay;
 
@@ -737,15 +742,21 @@ static bool isReady(int fd, const fd_set& set) {
     return fd >= 0 && fd < FD_SETSIZE && FD_ISSET(fd, &set);
 }
 
+// Puts the open encoders and buttons, alone, into the set. Returns the greatest descriptor, -1 for none.
+static int watchPanel(fd_set& set) {
+    FD_ZERO(&set);
+    int greatest = -1;
+    for (const fp_renc_struct& renc : mRenc) {
+        watch(renc.iFd, set, greatest);
+    }
+    watch(mBtnGrp.iFd, set, greatest);
+    return greatest;
+}
+
 // Waits for a device or standard input, for waitMs milliseconds at the most, 0 for ever. False when nothing
 // is ready.
 static bool waitForInput(fd_set& ready, int waitMs) {
-    FD_ZERO(&ready);
-    int greatest = 0;
-    for (const fp_renc_struct& renc : mRenc) {
-        watch(renc.iFd, ready, greatest);
-    }
-    watch(mBtnGrp.iFd, ready, greatest);
+    int greatest = watchPanel(ready);
     watch(STDIN_FILENO, ready, greatest);
     timeval timeout = {waitMs / 1000, waitMs % 1000 * 1000};
     return select(greatest + 1, &ready, nullptr, nullptr, waitMs > 0 ? &timeout : nullptr) > 0;
@@ -787,10 +798,460 @@ static int fpApp_main(GraphicsCommandProcessor& gcp) {
     return result;
 }
 
-// The front-panel test
+// The front-panel test: tables and state
 
-static void fpTest_main(GraphicsCommandProcessor&) {
-    syslog(LOG_ERR, "%s the front panel test is not part of this version yet", "fpTest_main");
+namespace {
+
+// Where a box and its text stand, px.
+struct fptestBox_struct {
+    int enabled;  // 0: the row has no box
+    unsigned int x, y, w, h;
+    unsigned int tx, ty;
+};
+
+struct fptestBtnBox_struct {
+    fptestBox_struct box;
+    const char* label;
+};
+// By button, as kBtnEntries.
+constexpr fptestBtnBox_struct fptestBtnBox[] = {
+    {{1, 70, 30, 15, 11, 72, 32}, "C2"},  {{1, 70, 10, 15, 16, 72, 15}, "T2"},
+    {{1, 34, 8, 27, 11, 36, 10}, "Menu"}, {{1, 10, 10, 15, 16, 12, 15}, "T1"},
+    {{1, 10, 30, 15, 11, 12, 32}, "C1"},  {{1, 62, 53, 15, 11, 64, 55}, "HP"},
+};
+
+struct fptestLedBox_struct {
+    fptestBox_struct box;
+    int green, red;  // LED indexes
+};
+// The lights of each button.
+constexpr fptestLedBox_struct fptestLedBox[] = {
+    {{1, 62, 30, 9, 11, 64, 32}, 0, 1}, {{1, 62, 15, 9, 11, 64, 17}, 2, 3}, {{0, 0, 0, 0, 0, 0, 0}, 0, 0},
+    {{1, 24, 15, 9, 11, 26, 17}, 4, 5}, {{1, 24, 30, 9, 11, 26, 32}, 6, 7}, {{0, 0, 0, 0, 0, 0, 0}, 0, 0},
+};
+
+// By encoder, as kRencEntries.
+constexpr fptestBox_struct fptestRencBox[kRencCount] = {
+    {1, 0, 20, 9, 11, 2, 22}, {1, 86, 20, 9, 11, 88, 22}, {1, 86, 53, 9, 11, 88, 55}};
+
+struct fptestLine_struct {
+    unsigned int tx, ty;
+    const char* text;
+};
+constexpr fptestLine_struct fptestTitle[] = {{2, 2, "FRONT"}, {36, 2, "PANEL"}, {70, 2, "TEST"}};
+constexpr fptestLine_struct fptestInvitation[] = {
+    {2, 12, "Press any key"}, {2, 22, "to continue."}, {2, 37, "C2: LED tests"}};
+constexpr fptestLine_struct fptestExitLine = {2, 47, "T2+C2: Exit"};
+constexpr fptestLine_struct fptestEnded = {2, 12, "Test ended."};
+
+// Buttons of the test, as indexes of kBtnEntries, and values of a button.
+enum TestButton { BTN_CALL_2 = 0, BTN_TALK_2 = 1 };
+enum BtnValue { BTN_RELEASED = 0, BTN_PRESSED = 1, BTN_REPEATING = 2 };
+
+constexpr unsigned int kExitMs = 3000;  // how long the chord has to be held
+constexpr int kLedStepMs = 500;
+constexpr int kLastLedTestType = 4;
+constexpr int kInvitationMs = 1000;  // per state of the invitation
+constexpr int kActivityBarMost = 9;  // px
+constexpr int kEncoderDigits = 10;
+
+// Longer scan intervals would leave the panel dark after the start and the exit chord unheard.
+constexpr int kMostScanMs = 60000;
+constexpr int kMostScanMsToExit = 1000;  // while the chord is held
+constexpr int kUsPerMs = 1000;
+constexpr int kUsPerSec = 1000000;
+
+// The test runs once in a process.
+struct fptest_struct {
+    int iActivityDetected = 0;   // 1 from the first touch on
+    int iExitPending = 0;        // 1 while the exit chord is held
+    timeval tvExit = {};         // when it will have been held long enough
+    int iLedTestType = -1;       // 0 .. 4; -1 before the first step
+    int iLedTestCycleCount = 0;  // passes since the last step
+    int iCyclesPerLedStep = 1;   // passes
+    std::int64_t due = 0;        // when the next pass is due, us
+};
+fptest_struct mTest;
+
+struct fptestInactive_struct {
+    int iFirstTime = 1;
+    int iCyclesPerState = 1;
+    int iCycleCount = 0;
+    int iState = 0;  // 0 all lit, 1 the text
+};
+fptestInactive_struct mTestInactive;
+
+struct fptestActive_struct {
+    int iFirstTime = 1;
+    int iActivityBar_w = 0;  // px
+};
+fptestActive_struct mTestActive;
+
+}  // namespace
+
+// The front-panel test: drawing. The texts are commands of the drawing language, as a controller would send
+// them, and go the same way.
+
+namespace {
+
+// One command, composed argument by argument; each puts a blank before itself. (Formatted with printf, the
+// commands of a redraw would cost as much as all the drawing.)
+class TestCommand {
+public:
+    explicit TestCommand(std::string_view command) { append(command); }
+
+    TestCommand& number(unsigned int value) {
+        append(" ");
+        m_end = std::to_chars(m_end, limit(), value).ptr;
+        return *this;
+    }
+    // An empty word leaves its blank.
+    TestCommand& word(std::string_view text) {
+        append(" ");
+        append(text);
+        return *this;
+    }
+    TestCommand& quoted(std::string_view text) {
+        append(" '");
+        append(text);
+        append("'");
+        return *this;
+    }
+    void draw(GraphicsCommandProcessor& gcp) {
+        *m_end = '\0';
+        processGraphicsCommand(gcp, m_text);
+    }
+
+private:
+    char* limit() { return m_text + sizeof m_text - 1; }
+    void append(std::string_view text) {
+        m_end += text.copy(m_end, static_cast<std::size_t>(limit() - m_end));
+    }
+
+    char m_text[128];
+    char* m_end = m_text;
+};
+
+}  // namespace
+
+static void fpTest_selectFont(GraphicsCommandProcessor& gcp) {
+    processGraphicsCommand(gcp, "font 0 'F9x5m'");
+}
+
+static void fpTest_drawLine(GraphicsCommandProcessor& gcp, const fptestLine_struct& line) {
+    TestCommand("text 0").number(line.tx).number(line.ty).quoted(line.text).word("white").draw(gcp);
+}
+
+// Draws a box and its text, dark on light when filled.
+static void fpTest_drawBox(GraphicsCommandProcessor& gcp, const fptestBox_struct& box, const char* text,
+                           bool filled) {
+    const char* color = filled ? "black" : "white";
+    const char* fill = filled ? "white" : "";
+    TestCommand("rect 0")
+        .number(box.x)
+        .number(box.y)
+        .number(box.w)
+        .number(box.h)
+        .word("white")
+        .word(fill)
+        .draw(gcp);
+    TestCommand("text 0").number(box.tx).number(box.ty).quoted(text).word(color).word(fill).draw(gcp);
+}
+
+static void fpTest_drawInvitation(GraphicsCommandProcessor& gcp) {
+    processGraphicsCommand(gcp, "clear 0");
+    for (const fptestLine_struct& line : fptestTitle) {
+        fpTest_drawLine(gcp, line);
+    }
+    for (const fptestLine_struct& line : fptestInvitation) {
+        fpTest_drawLine(gcp, line);
+    }
+    if (miAllowTestExit) {
+        fpTest_drawLine(gcp, fptestExitLine);
+    }
+}
+
+// One pass before the first touch: about once a second the display changes between all lit and the
+// invitation. scanMs: the scan interval as it was asked for.
+static void fpTest_drawInactiveDisplay(GraphicsCommandProcessor& gcp, int scanMs) {
+    fptestInactive_struct& test = mTestInactive;
+    if (test.iFirstTime) {
+        test.iFirstTime = 0;
+        fpTest_selectFont(gcp);
+        // An interval below 1 is waited for as 1 ms, yet it stands for "as fast as it goes", where the bus
+        // sets the pace and not the clock: the state lasts so many passes, at least ten seconds.
+        test.iCyclesPerState = scanMs < 1 ? 10000 : kInvitationMs / scanMs;
+        test.iState = 0;
+        test.iCycleCount = test.iCyclesPerState;  // draws at once
+    }
+    if (++test.iCycleCount < test.iCyclesPerState) {
+        return;
+    }
+    test.iCycleCount = 0;
+    if (test.iState == 0) {
+        processGraphicsCommand(gcp, "clear 0 white");
+    } else {
+        fpTest_drawInvitation(gcp);
+    }
+    processGraphicsCommand(gcp, "flush 0");
+    test.iState = 1 - test.iState;
+}
+
+// Grows by a pixel a pass, so that a frozen display shows.
+static void fpTest_drawActivityBar(GraphicsCommandProcessor& gcp) {
+    int& width = mTestActive.iActivityBar_w;
+    width = width >= kActivityBarMost ? 1 : width + 1;
+    TestCommand("rect 0 0 0").number(static_cast<unsigned int>(width)).word("5 white white").draw(gcp);
+}
+
+static void fpTest_drawButton(GraphicsCommandProcessor& gcp, const fptestBtnBox_struct& row,
+                              const fp_btn_struct& btn) {
+    if (row.box.enabled) {
+        const bool pressed = btn.iActive && btn.iCurrVal != BTN_RELEASED;
+        fpTest_drawBox(gcp, row.box, btn.iActive ? row.label : "XX", pressed);
+    }
+}
+
+// Red comes first: it is the one shown when both are lit, and a pair without it shows X, filled when the
+// green one is lit.
+static void fpTest_drawLeds(GraphicsCommandProcessor& gcp, const fptestLedBox_struct& row) {
+    if (!row.box.enabled) {
+        return;
+    }
+    const fp_led_struct& green = mLedGrp.led[row.green];
+    const fp_led_struct& red = mLedGrp.led[row.red];
+    const bool hasGreen = green.iBrtFd > 0;
+    if (red.iBrtFd <= 0) {
+        fpTest_drawBox(gcp, row.box, "X", hasGreen && green.iLit);
+    } else if (red.iLit) {
+        fpTest_drawBox(gcp, row.box, "R", true);
+    } else if (!hasGreen) {
+        fpTest_drawBox(gcp, row.box, "X", false);
+    } else {
+        fpTest_drawBox(gcp, row.box, green.iLit ? "G" : " ", green.iLit);
+    }
+}
+
+static void fpTest_drawEncoder(GraphicsCommandProcessor& gcp, const fptestBox_struct& box,
+                               const fp_renc_struct& renc) {
+    if (!box.enabled) {
+        return;
+    }
+    const char digit[] = {static_cast<char>('0' + renc.iCurrPos), '\0'};
+    fpTest_drawBox(gcp, box, renc.iFd > 0 ? digit : "X", false);
+}
+
+// One pass after the first touch: the panel's picture.
+static void fpTest_drawActiveDisplay(GraphicsCommandProcessor& gcp) {
+    processGraphicsCommand(gcp, "clear 0");
+    if (mTestActive.iFirstTime) {
+        mTestActive.iFirstTime = 0;
+        fpTest_selectFont(gcp);
+    }
+    processGraphicsCommand(gcp, "rect 0 0 49 96 2 white white");
+    processGraphicsCommand(gcp, "text 0 0 55 'Rear Panel' white");
+    fpTest_drawActivityBar(gcp);
+    for (std::size_t row = 0; row < std::size(fptestBtnBox); ++row) {
+        fpTest_drawButton(gcp, fptestBtnBox[row], mBtnGrp.btn[row]);
+        fpTest_drawLeds(gcp, fptestLedBox[row]);
+    }
+    for (std::size_t row = 0; row < std::size(fptestRencBox); ++row) {
+        fpTest_drawEncoder(gcp, fptestRencBox[row], mRenc[row]);
+    }
+    processGraphicsCommand(gcp, "flush 0");
+}
+
+// What stays on the display after the test.
+static void fpTest_drawExit(GraphicsCommandProcessor& gcp) {
+    processGraphicsCommand(gcp, "clear 0");
+    for (const fptestLine_struct& line : fptestTitle) {
+        fpTest_drawLine(gcp, line);
+    }
+    fpTest_drawLine(gcp, fptestEnded);
+    processGraphicsCommand(gcp, "flush 0");
+}
+
+// The front-panel test: devices
+
+// What a changed key of the exit chord, the other one being `other`, means for the exit: a press with both
+// held starts its time, a release cancels it, and the auto-repeat of a held key leaves it as it is.
+static void fpTest_updateExit(const fp_btn_struct& btn, const fp_btn_struct& other) {
+    if (btn.iCurrVal == BTN_REPEATING) {
+        return;
+    }
+    const bool bothHeld = btn.iCurrVal == BTN_PRESSED && other.iActive && other.iCurrVal != BTN_RELEASED;
+    mTest.iExitPending = bothHeld ? 1 : 0;
+    if (bothHeld) {
+        oxut_gettimeofdayFutureMs(kExitMs, &mTest.tvExit);
+    }
+}
+
+static void fpTest_logExit(int i) {
+    if (miPrint > 1) {
+        syslog(LOG_INFO, "%s Btn[%d],Val=%d,ExitPending=%d\n", "fpTest_main", i, mBtnGrp.btn[i].iCurrVal,
+               mTest.iExitPending);
+    }
+}
+
+static void fpTest_call2Changed() {
+    const fp_btn_struct& btn = mBtnGrp.btn[BTN_CALL_2];
+    if (btn.iCurrVal == BTN_PRESSED) {
+        mTest.iLedTestType = mTest.iLedTestType >= kLastLedTestType ? 0 : mTest.iLedTestType + 1;
+    }
+    if (miAllowTestExit) {
+        fpTest_updateExit(btn, mBtnGrp.btn[BTN_TALK_2]);
+    }
+    fpTest_logExit(BTN_CALL_2);
+}
+
+static void fpTest_talk2Changed() {
+    if (miAllowTestExit) {
+        fpTest_updateExit(mBtnGrp.btn[BTN_TALK_2], mBtnGrp.btn[BTN_CALL_2]);
+        fpTest_logExit(BTN_TALK_2);
+    }
+}
+
+static void fpTest_serveButton(int i) {
+    const fp_btn_struct& btn = mBtnGrp.btn[i];
+    if (miPrint > 1) {
+        syslog(LOG_INFO, "%s Btn[%d] %s %s KeyCode=%d,Ext=%d,Val=%d,ElapsedMs=%d", "fpTest_main", i,
+               btn.sName, btn.iChange ? "*" : "", btn.iKeyCode, btn.iExtKeyCode, btn.iCurrVal,
+               btn.iElapsedMs);
+    }
+    if (btn.iChange && i == BTN_CALL_2) {
+        fpTest_call2Changed();
+    } else if (btn.iChange && i == BTN_TALK_2) {
+        fpTest_talk2Changed();
+    }
+}
+
+static void fpTest_serveEncoder(int i) {
+    const int change = rencGetChg(mRenc, i);
+    fp_renc_struct& renc = mRenc[i];
+    const int position = (renc.iCurrPos + change % kEncoderDigits) % kEncoderDigits;
+    renc.iCurrPos = position < 0 ? position + kEncoderDigits : position;
+    if (miPrint > 1) {
+        // Required, do not mend: the external code stands as KeyCode and the device's as Ext. The log's
+        // readers know the encoders by these numbers.
+        syslog(LOG_INFO, "%s renc[%d] %s %s KeyCode=%d,Ext=%d,Rot=%d,Pos=%d,ElapsedMs=%d", "fpTest_main", i,
+               renc.sName, renc.iRotSteps ? "*" : "", renc.iExtKeyCode, renc.iKeyCode, renc.iRotSteps,
+               renc.iCurrPos, renc.iElapsedMs);
+    }
+}
+
+static void fpTest_serveDevices(const fd_set& ready) {
+    for (int i = 0; i < kRencCount; ++i) {
+        if (isReady(mRenc[i].iFd, ready)) {
+            fpTest_serveEncoder(i);
+        }
+    }
+    if (!isReady(mBtnGrp.iFd, ready) || buttonGetGrpData(&mBtnGrp) == 0) {
+        return;
+    }
+    for (int i = 0; i < kBtnCount; ++i) {
+        if (mBtnGrp.btn[i].iActive) {
+            fpTest_serveButton(i);
+        }
+    }
+}
+
+// The front-panel test: the loop
+
+// The scan interval as it is waited for and divided by, ms.
+static int fpTest_scanMs() {
+    return std::clamp(miScanEveryNMsec, 1, mTest.iExitPending ? kMostScanMsToExit : kMostScanMs);
+}
+
+// Of the system clock, us; 0 when it cannot be read.
+static std::int64_t fpTest_now() {
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    return static_cast<std::int64_t>(now.tv_sec) * kUsPerSec + now.tv_usec;
+}
+
+// The interval runs from pass to pass and not from the end of a pass: a frame takes the bus long enough to
+// slow the test by a tenth. A pass that is longer than the interval still leaves the processor a millisecond,
+// and a stepped clock costs one interval at the most.
+static int fpTest_usToNextPass() {
+    const std::int64_t left = mTest.due - fpTest_now();
+    return static_cast<int>(std::clamp<std::int64_t>(left, kUsPerMs, fpTest_scanMs() * kUsPerMs));
+}
+
+// Waits for a device until the next pass is due. False when nothing is ready.
+static bool fpTest_waitForDevice(fd_set& ready) {
+    const int greatest = watchPanel(ready);
+    const int waitUs = fpTest_usToNextPass();
+    if (greatest < 0) {
+        usleep(static_cast<useconds_t>(waitUs));
+        return false;
+    }
+    timeval timeout = {waitUs / kUsPerSec, waitUs % kUsPerSec};
+    return select(greatest + 1, &ready, nullptr, nullptr, &timeout) > 0;
+}
+
+// Sets when the next pass is due. A pass that came in time counts from when it was due, so that late
+// awakenings do not add up; a touch, and a pass that is late by more than an interval, count from now.
+static void fpTest_schedule(bool touched) {
+    const std::int64_t intervalUs = fpTest_scanMs() * kUsPerMs;
+    const std::int64_t now = fpTest_now();
+    const std::int64_t late = now - mTest.due;
+    const bool inTime = !touched && late >= 0 && late < intervalUs;
+    mTest.due = (inTime ? mTest.due : now) + intervalUs;
+}
+
+static bool fpTest_exitIsDue() {
+    if (!mTest.iExitPending || !oxut_timeout(&mTest.tvExit)) {
+        return false;
+    }
+    if (miPrint > 1) {
+        syslog(LOG_INFO, "%s exit: button timeout %d ms", "fpTest_main", static_cast<int>(kExitMs));
+    }
+    return true;
+}
+
+// Advances the LED pattern about every 500 ms; a pattern that fades takes the display's contrast with it.
+static void fpTest_stepLeds() {
+    if (++mTest.iLedTestCycleCount < mTest.iCyclesPerLedStep) {
+        return;
+    }
+    mTest.iLedTestCycleCount = 0;
+    mTest.iLedTestType = std::max(mTest.iLedTestType, 0);
+    displaySetContrastStep(ledTestAll(&mLedGrp, mTest.iLedTestType));
+}
+
+static void fpTest_setUp() {
+    mTest.iCyclesPerLedStep = std::max(1, kLedStepMs / fpTest_scanMs());
+    mTest.due = fpTest_now() + fpTest_scanMs() * kUsPerMs;
+}
+
+// One pass: wait, devices, exit, display, lights. False when the exit chord has been held long enough.
+static bool fpTest_pass(GraphicsCommandProcessor& gcp) {
+    fd_set ready;
+    const bool touched = fpTest_waitForDevice(ready);
+    fpTest_schedule(touched);
+    if (touched) {
+        mTest.iActivityDetected = 1;
+        fpTest_serveDevices(ready);
+    }
+    if (fpTest_exitIsDue()) {
+        return false;
+    }
+    if (mTest.iActivityDetected) {
+        fpTest_drawActiveDisplay(gcp);
+        ledSwBlinkManager(&mLedGrp);
+        fpTest_stepLeds();
+    } else {
+        fpTest_drawInactiveDisplay(gcp, miScanEveryNMsec);
+    }
+    return true;
+}
+
+// Lets a technician check the panel. Returns when the exit chord has been held long enough, never without
+// miAllowTestExit. Neither reads standard input nor writes to standard output.
+static void fpTest_main(GraphicsCommandProcessor& gcp) {
+    fpTest_setUp();
+    while (fpTest_pass(gcp)) {
+    }
 }
 
 // The start state
@@ -1019,6 +1480,9 @@ static void runPanel(GraphicsCommandProcessor& gcp) {
 static void shutDown(GraphicsCommandProcessor& gcp) {
     initializeFpOutputs();
     clearAll(gcp);
+    if (miTestMode) {
+        fpTest_drawExit(gcp);
+    }
     if (miPrint != 0) {
         syslog(LOG_INFO, "%s closing app.", kAppName);
     }

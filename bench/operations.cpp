@@ -56,12 +56,42 @@ font_t* loadFont() {
     return font;
 }
 
+// The live screen of the panel test with every key pressed and every light lit, command by command as the
+// daemon sends it.
+std::vector<std::string> makeTestScreen() {
+    struct Box {
+        const char* size;  // x y w h
+        const char* text;  // x y 'text'
+        bool filled;
+    };
+    constexpr Box kBoxes[] = {
+        {"70 30 15 11", "72 32 'C2'", true},  {"62 30 9 11", "64 32 'R'", true},
+        {"70 10 15 16", "72 15 'T2'", true},  {"62 15 9 11", "64 17 'R'", true},
+        {"34 8 27 11", "36 10 'Menu'", true}, {"10 10 15 16", "12 15 'T1'", true},
+        {"24 15 9 11", "26 17 'R'", true},    {"10 30 15 11", "12 32 'C1'", true},
+        {"24 30 9 11", "26 32 'R'", true},    {"62 53 15 11", "64 55 'HP'", true},
+        {"0 20 9 11", "2 22 '0'", false},     {"86 20 9 11", "88 22 '0'", false},
+        {"86 53 9 11", "88 55 '0'", false},
+    };
+    std::vector<std::string> lines = {"clear 0", "rect 0 0 49 96 2 white white",
+                                      "text 0 0 55 'Rear Panel' white", "rect 0 0 0 9 5 white white"};
+    for (const Box& box : kBoxes) {
+        lines.push_back(std::string("rect 0 ") + box.size + " white " + (box.filled ? "white" : ""));
+        lines.push_back(std::string("text 0 ") + box.text + (box.filled ? " black white" : " white "));
+    }
+    lines.emplace_back("flush 0");
+    return lines;
+}
+
 }  // namespace
 
 const std::vector<std::string> kScene = makeScene();
+const std::vector<std::string> kTestScreen = makeTestScreen();
 
 const std::vector<Operation> kOperations = {
     {"scene", "a whole screen from text lines to packed bytes", [](BenchPanel& panel) { panel.run(kScene); }},
+    {"test", "a redraw of the panel test, from command texts to packed bytes",
+     [](BenchPanel& panel) { panel.run(kTestScreen); }},
     {"pack", "96 x 64 pixels to 768 bytes", [](BenchPanel& panel) { panel.pack(); }},
     {"text", "one line of 14 characters in F9x5m",
      [](BenchPanel& panel) { panel.run("text 0 0 10 'Channel 1 Talk' white"); }},

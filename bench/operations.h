@@ -54,3 +54,6 @@ extern const std::vector<Operation> kOperations;
 
 // A whole screen as a controlling application draws it: texts, boxes and lines, 19 commands and a flush.
 extern const std::vector<std::string> kScene;
+
+// A redraw of the panel test as the daemon sends it, every key pressed: 30 commands and a flush.
+extern const std::vector<std::string> kTestScreen;

@@ -8,6 +8,7 @@ build=${1:-$(dirname "$0")/../build/release}
 # Operation and the most instructions it may take in a release build for x86-64; - where no limit is set.
 limits='
 scene   60000
+test   120000
 pack     8000
 text     5000
 utext   60000

@@ -3,7 +3,8 @@
 #   run_case.sh SIMULATOR CASE-FOLDER OUTPUT-FOLDER [--update]
 # A case holds
 #   session       the script; pictures that it names lie beside it
-#   check         a program that is run afterwards in the case's folder, and must succeed, if any
+#   check         a program that is run afterwards in the case's folder, with the output folder (it holds log.json, the
+#                 log with its times) as its argument, and must succeed, if any
 #   sim-options   further options of the simulator, if any
 #   stdout        the daemon's standard output; the milliseconds of event lines are told as MS
 #   log           every bus transfer, attribute access and system-log message in order, in the simulator's words
@@ -40,7 +41,7 @@ for name in stdout log; do
     status=1
   fi
 done
-if [[ -x $case/check ]] && ! "$case/check"; then
+if [[ -x $case/check ]] && ! "$case/check" "$out"; then
   status=1
 fi
 exit "$status"

@@ -108,7 +108,7 @@ void Session::passOn(int signal) {
     const int passed = m_interruption != 0 ? SIGKILL : signal;
     m_interruption = signal;
     if (m_running) {
-        ::kill(m_child.pid(), passed);
+        sendSignal(passed);
     }
 }
 
@@ -174,8 +174,12 @@ long Session::writeInput(std::string_view bytes) {
     return written;
 }
 
+void Session::sendSignal(int signal) {
+    ::kill(m_child.pid(), signal);
+}
+
 void Session::kill() {
-    ::kill(m_child.pid(), SIGKILL);
+    sendSignal(SIGKILL);
     while (m_running) {
         serve(-1);
     }

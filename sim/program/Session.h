@@ -57,7 +57,8 @@ public:
     [[nodiscard]] long writeInput(std::string_view bytes);
     void closeInput() { m_child.input().reset(); }
 
-    void kill();  // the running program
+    void kill();                  // the running program, and waits for its end
+    void sendSignal(int signal);  // to the running program
 
     [[nodiscard]] Panel& panel() { return m_panel; }
     [[nodiscard]] DeviceServer& devices() { return m_devices; }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <csignal>
 #include <deque>
 #include <fstream>
 #include <iterator>
@@ -34,6 +35,7 @@ enum class Kind {
     Steps,
     Status,
     Switch,
+    Signal,
     Seconds,
     Any,
     Words,
@@ -76,6 +78,7 @@ const std::vector<Rule>& rules() {
         {"expect display", {Kind::Switch}, 1},
         {"expect exit", {Kind::Status}, 1},
         {"expect no log", {Kind::Text}, 1},
+        {"kill", {Kind::Signal}, 0},
         {"pause", {Kind::Count}, 1},
         {"fault", {Kind::Fault}, 3},
         {"unplug", {Kind::Any}, 1},
@@ -112,6 +115,8 @@ bool fits(Kind kind, const std::string& text) {
             return isNumber(text, -kMaxCount, kMaxCount);
         case Kind::Switch:
             return text == "on" || text == "off";
+        case Kind::Signal:
+            return parseSignal(text).has_value();
         case Kind::Seconds:
             return isNumber(text, 1, 3600);
         default:
@@ -318,6 +323,14 @@ std::optional<std::vector<std::string>> splitWords(std::string_view line) {
         words.push_back(word);
     }
     return words;
+}
+
+std::optional<int> parseSignal(std::string_view name) {
+    static constexpr std::array<std::pair<std::string_view, int>, 4> kSignals = {
+        {{"TERM", SIGTERM}, {"KILL", SIGKILL}, {"INT", SIGINT}, {"HUP", SIGHUP}}};
+    const auto* const found = std::find_if(kSignals.begin(), kSignals.end(),
+                                           [name](const auto& entry) { return entry.first == name; });
+    return found == kSignals.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<Fault> parseFault(const std::vector<std::string>& arguments) {

@@ -31,6 +31,9 @@ struct Script {
 // open or an escape unknown.
 [[nodiscard]] std::optional<std::vector<std::string>> splitWords(std::string_view line);
 
+// A signal by its name without SIG, of those that a session may send: TERM, KILL, INT and HUP.
+[[nodiscard]] std::optional<int> parseSignal(std::string_view name);
+
 // The arguments of the word "fault": CALL PATH (ERRNO | short COUNT) [nth N] [times N|always].
 [[nodiscard]] std::optional<Fault> parseFault(const std::vector<std::string>& arguments);
 

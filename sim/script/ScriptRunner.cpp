@@ -67,6 +67,7 @@ const ScriptRunner::Action ScriptRunner::kActions[] = {
     {"expect display", &ScriptRunner::expectDisplay},
     {"expect exit", &ScriptRunner::waitExit},
     {"expect no log", &ScriptRunner::expectNoLog},
+    {"kill", &ScriptRunner::kill},
     {"pause", &ScriptRunner::pause},
     {"fault", &ScriptRunner::fault},
     {"unplug", &ScriptRunner::unplug},
@@ -408,6 +409,14 @@ ScriptRunner::Outcome ScriptRunner::waitExit(const Step& step) {
     }
     m_endAccepted = true;
     return expectNumber(step.arguments[0], m_session.exitStatus().value_or(0));
+}
+
+ScriptRunner::Outcome ScriptRunner::kill(const Step& step) {
+    if (!m_session.running()) {
+        return Failure{kScriptError, "a command that runs", "it has ended"};
+    }
+    m_session.sendSignal(*parseSignal(argument(step, 0, "TERM")));
+    return std::nullopt;
 }
 
 ScriptRunner::Outcome ScriptRunner::pause(const Step& step) {

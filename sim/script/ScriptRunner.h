@@ -81,6 +81,7 @@ private:
     [[nodiscard]] Outcome expectContrast(const Step& step);
     [[nodiscard]] Outcome expectDisplay(const Step& step);
     [[nodiscard]] Outcome expectNoLog(const Step& step);
+    [[nodiscard]] Outcome kill(const Step& step);
     [[nodiscard]] Outcome pause(const Step& step);
     [[nodiscard]] Outcome fault(const Step& step);
     [[nodiscard]] Outcome unplug(const Step& step);

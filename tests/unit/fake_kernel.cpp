@@ -467,6 +467,9 @@ int FakeKernel::select(int count, fd_set* readSet, const timeval* timeout) {
         m_selects.pop_front();
         return record(std::move(call), error);
     }
+    if (timeout != nullptr && (timeout->tv_usec < 0 || timeout->tv_usec >= kUsPerSec)) {
+        return record(std::move(call), EINVAL);
+    }
     record(call, 0);
     bool scripted = false;
     const std::vector<int> ready = readyDevices(watched, &scripted);

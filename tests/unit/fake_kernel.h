@@ -155,7 +155,8 @@ public:
 
     // What the next select() answers: the watched ones of these paths are ready (none: time-out). Unscripted
     // calls report every watched device that is readable; if none is, the time-out passes. A call that would
-    // wait for ever ends the program.
+    // wait for ever ends the program. A time-out of a million microseconds or more, which has to be told in
+    // seconds, is EINVAL.
     void queueSelect(std::vector<std::string> readyPaths) { m_selects.push_back({std::move(readyPaths), 0}); }
     void queueSelectError(int error) { m_selects.push_back({{}, error}); }
     // Further unscripted calls of select() that are allowed before the program is ended; guards against

@@ -91,6 +91,15 @@ TEST(FakeKernel, SelectReportsWhatIsReadableOrLetsTheTimeoutPass) {
     EXPECT_EQ(kernel.callsOf("select"), Calls({"select /keys timeout=25000us", "select /keys timeout=none"}));
 }
 
+TEST(FakeKernel, SelectRefusesAMillionMicroseconds) {
+    FakeKernel kernel;
+    timeval timeout = {0, 1000000};
+    EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), -1);
+    EXPECT_EQ(errno, EINVAL);
+    timeout = {1, 0};
+    EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), 0);
+}
+
 TEST(FakeKernel, ScriptedSelectsComeFirst) {
     FakeKernel kernel;
     kernel.device("/keys").queueRead("x");

@@ -1,4 +1,5 @@
-// The daemon's entry over a fake kernel: routing, event lines, standard input, start-up and shutdown.
+// The daemon's entry over a fake kernel: routing, event lines, standard input, the panel test, start-up and
+// shutdown.
 
 #include <gtest/gtest.h>
 #include <linux/input.h>
@@ -58,6 +59,9 @@ protected:
         miPrint = miCopyGfxCmds = miTestMode = miAllowTestExit = 0;
         miScanEveryNMsec = 25;
         mInCtrl = {};
+        mTest = {};
+        mTestInactive = {};
+        mTestActive = {};
         rencBuildAll(mRenc);
         buttonBuildGrp(&mBtnGrp);
         ledBuildAll(&mLedGrp);
@@ -120,6 +124,12 @@ protected:
         return output([&] { loopResult = fpApp_main(gcp); });
     }
 
+    // Has both keys of the exit chord pressed, which end the panel test after their time.
+    void pressExitChord() {
+        keys().queueEvent(EV_KEY, 100, 1, {1000, 0});
+        keys().queueEvent(EV_KEY, 101, 1, {1000, 0});
+    }
+
     // A whole run of the daemon; returns its standard output.
     std::string daemon(Lines arguments) {
         arguments.insert(arguments.begin(), "beltpack_fpui");
@@ -166,6 +176,79 @@ using InputMachine = DaemonTest;
 using Loop = DaemonTest;
 using StartUp = DaemonTest;
 using DisplayType = DaemonTest;
+
+// The panel test, pass by pass.
+class PanelTest : public DaemonTest {
+protected:
+    static constexpr int kCall2 = 0;
+    static constexpr int kTalk2 = 1;
+    static constexpr int kMenu = 2;
+
+    PanelTest() {
+        miAllowTestExit = 1;
+        openPanel();
+        // The LED patterns are set up when their type changes; their state is one for the process.
+        fp_ledGrp_struct none = {};
+        ledBuildAll(&none);
+        ledTestAll(&none, 7);
+        begin(25);
+    }
+
+    // Begins the test with this scan interval.
+    static void begin(int scanMs) {
+        miScanEveryNMsec = scanMs;
+        mTest = {};
+        mTestInactive = {};
+        mTestActive = {};
+        fpTest_setUp();
+    }
+    // Passes until the test ends, or so many; returns how many did not end it.
+    int passes(int most) {
+        int count = 0;
+        while (count < most && fpTest_pass(gcp)) {
+            ++count;
+        }
+        return count;
+    }
+    // A key event and the pass that it wakes.
+    void key(int button, int value) {
+        keys().queueEvent(EV_KEY, static_cast<std::uint16_t>(100 + button), value, {1000, 0});
+        EXPECT_TRUE(fpTest_pass(gcp));
+    }
+    void turn(int encoder, int steps) {
+        kernel.device(kEncoders[encoder]).queueEvent(EV_REL, 7, steps, {1000, 0});
+        EXPECT_TRUE(fpTest_pass(gcp));
+    }
+    // The first touch, which counts as a pass.
+    void touch() { key(kMenu, 1); }
+
+    // The clock, ms.
+    static long now() {
+        timeval tv;
+        gettimeofday(&tv, nullptr);
+        return tv.tv_sec * 1000 + tv.tv_usec / 1000;
+    }
+    // The time-outs of the calls of select() since the last clearCalls(), e.g. "25000us".
+    Lines timeouts() const {
+        Lines found;
+        for (const std::string& call : kernel.callsOf("select")) {
+            found.push_back(call.substr(call.find("timeout=") + 8));
+        }
+        return found;
+    }
+    bool lit(int x, int y) { return panel.vdbuf()[y * 96 + x] != VelaGraphics::Pixel(); }
+    // Both colours of the invitation's change light these corners, or leave them dark.
+    bool allLit() { return lit(0, 0) && lit(95, 63); }
+
+    // The commands that an action draws with; in a fresh process only.
+    std::string commands(const std::function<void()>& action) {
+        FakeDevice& copy = kernel.device(kCopyFile);
+        const std::size_t before = copy.written().size();
+        miCopyGfxCmds = 1;
+        action();
+        return copy.written().substr(before);
+    }
+};
 
 // Ends a process of its own with what its expectations came to; the framework is silent there.
 [[noreturn]] void endFreshProcess() {
@@ -969,6 +1052,598 @@ TEST_F(Loop, StopsWatchingADeviceThatIsGone) {
     EXPECT_EQ(kernel.callsOf("select")[1].find(kKeys), std::string::npos);
 }
 
+// The panel test: waiting
+
+TEST_F(PanelTest, WatchesEncodersAndKeysButNotStandardInput) {
+    passes(1);
+    EXPECT_EQ(kernel.callsOf("select"), Lines{"select /dev/input/event1 /dev/input/event2 /dev/input/event3 "
+                                              "/dev/input/event4 timeout=25000us"});
+}
+
+TEST_F(PanelTest, StartsWithTheFirstReadableDeviceAndStaysAwake) {
+    EXPECT_EQ(passes(10), 10);
+    EXPECT_EQ(mTest.iActivityDetected, 0);
+    kernel.queueSelect({kEncoders[1]});  // readable, whatever it has to tell
+    passes(1);
+    EXPECT_EQ(mTest.iActivityDetected, 1);
+    passes(100);
+    EXPECT_EQ(mTest.iActivityDetected, 1);
+}
+
+TEST_F(PanelTest, FailedSelectIsNoTouch) {
+    kernel.queueSelectError(EINTR);
+    EXPECT_EQ(passes(2), 2);
+    EXPECT_EQ(mTest.iActivityDetected, 0);
+}
+
+TEST_F(PanelTest, IntervalOfASecondOrMoreIsWaitedForInFull) {
+    begin(1500);
+    EXPECT_EQ(passes(2), 2);
+    EXPECT_EQ(timeouts(), (Lines{"1500000us", "1500000us"}));
+}
+
+TEST_F(PanelTest, IntervalBelowOneIsWaitedForAsOneMillisecond) {
+    for (const int interval : {0, -1, INT_MIN}) {
+        begin(interval);
+        kernel.clearCalls();
+        passes(2);
+        EXPECT_EQ(timeouts(), (Lines{"1000us", "1000us"})) << interval;
+        EXPECT_EQ(mTest.iCyclesPerLedStep, 500) << interval;
+    }
+}
+
+TEST_F(PanelTest, IntervalsAboveAMinuteAreAMinute) {
+    begin(INT_MAX);
+    passes(2);
+    EXPECT_EQ(timeouts(), (Lines{"60000000us", "60000000us"}));
+    EXPECT_EQ(mTest.iCyclesPerLedStep, 1);
+}
+
+TEST_F(PanelTest, WithoutADeviceSleepsTheIntervalBeforeTheInvitation) {
+    rencCloseAll(mRenc);
+    buttonCloseGrp(&mBtnGrp);
+    mBtnGrp.iFd = -1;
+    kernel.clearCalls();
+    EXPECT_EQ(passes(3), 3);
+    EXPECT_EQ(kernel.calls(), (Lines{"usleep 25000", "usleep 25000", "usleep 25000"}));
+    EXPECT_TRUE(allLit());
+}
+
+TEST_F(PanelTest, WithoutADeviceLongIntervalsAreSleptToo) {
+    begin(INT_MAX);
+    rencCloseAll(mRenc);
+    mBtnGrp.iFd = -1;
+    kernel.clearCalls();
+    passes(1);
+    EXPECT_EQ(kernel.calls(), Lines{"usleep 60000000"});
+}
+
+TEST_F(PanelTest, DeviceThatGoesAwayIsNoLongerWatched) {
+    kernel.device(kEncoders[0]).queueReadError(ENODEV);
+    passes(2);
+    EXPECT_TRUE(logged(LOG_ERR, "rencGetChg Error 19: No such device"));
+    EXPECT_EQ(kernel.callsOf("select")[1].find(kEncoders[0]), std::string::npos);
+}
+
+// The panel test: pace
+
+TEST_F(PanelTest, TimeSpentInAPassDoesNotSlowThePace) {
+    touch();
+    const long start = now();
+    for (int i = 0; i < 400; ++i) {
+        kernel.advanceMs(5);
+        passes(1);
+    }
+    EXPECT_EQ(now() - start, 10000);
+}
+
+TEST_F(PanelTest, LateAwakeningsDoNotAddUp) {
+    touch();
+    const long start = now();
+    for (int i = 0; i < 40; ++i) {
+        passes(1);
+        kernel.advanceMs(i % 3);  // select came back that much too late
+    }
+    EXPECT_LE(now() - start, 40 * 25 + 2);
+}
+
+TEST_F(PanelTest, PassLongerThanTheIntervalLeavesAMillisecond) {
+    touch();
+    kernel.clearCalls();
+    for (int i = 0; i < 3; ++i) {
+        kernel.advanceMs(40);
+        passes(1);
+    }
+    EXPECT_EQ(timeouts(), (Lines{"1000us", "1000us", "1000us"}));
+}
+
+TEST_F(PanelTest, PassThatIsLateByMoreThanAnIntervalIsNotMadeUpFor) {
+    touch();
+    kernel.advanceMs(1000);
+    kernel.clearCalls();
+    passes(3);
+    EXPECT_EQ(timeouts(), (Lines{"1000us", "25000us", "25000us"}));
+}
+
+TEST_F(PanelTest, TouchStartsTheIntervalAnew) {
+    passes(1);
+    kernel.advanceMs(10);
+    touch();
+    kernel.clearCalls();
+    passes(1);
+    EXPECT_EQ(timeouts(), Lines{"25000us"});
+}
+
+TEST_F(PanelTest, SteppedClockCostsOneIntervalAtTheMost) {
+    touch();
+    kernel.setTime(500, 0);
+    kernel.clearCalls();
+    passes(2);
+    kernel.setTime(5000, 0);
+    passes(2);
+    EXPECT_EQ(timeouts(), (Lines{"25000us", "25000us", "1000us", "25000us"}));
+}
+
+TEST_F(PanelTest, UnreadableClockKeepsTheInterval) {
+    kernel.failClock(true);
+    begin(25);
+    passes(3);
+    EXPECT_EQ(timeouts(), (Lines{"25000us", "25000us", "25000us"}));
+    EXPECT_TRUE(allLit());
+}
+
+// The panel test: encoders
+
+TEST_F(PanelTest, EncoderDigitCountsDetentsModuloTen) {
+    turn(0, 12);
+    EXPECT_EQ(mRenc[0].iCurrPos, 2);
+    turn(0, -3);
+    EXPECT_EQ(mRenc[0].iCurrPos, 9);
+    turn(1, -1);
+    EXPECT_EQ(mRenc[1].iCurrPos, 9);
+    turn(1, 1);
+    EXPECT_EQ(mRenc[1].iCurrPos, 0);
+    turn(2, -30);
+    EXPECT_EQ(mRenc[2].iCurrPos, 0);
+}
+
+TEST_F(PanelTest, EncoderDigitStandsAnyNumberOfSteps) {
+    turn(0, 9);
+    turn(0, INT_MAX);
+    EXPECT_EQ(mRenc[0].iCurrPos, 6);
+    turn(0, INT_MIN);
+    EXPECT_EQ(mRenc[0].iCurrPos, 8);
+}
+
+TEST_F(PanelTest, EncoderLogHasTheKeyCodesCrossed) {
+    miPrint = 2;
+    turn(0, 12);
+    turn(2, -1);
+    EXPECT_TRUE(
+        logged(LOG_INFO, "fpTest_main renc[0] Left * KeyCode=7,Ext=120,Rot=12,Pos=2,ElapsedMs=1000000"));
+    EXPECT_TRUE(
+        logged(LOG_INFO, "fpTest_main renc[2] Rear * KeyCode=6,Ext=122,Rot=-1,Pos=9,ElapsedMs=1000000"));
+}
+
+TEST_F(PanelTest, EncoderStepsThatCancelOutAreLoggedWithoutAStar) {
+    miPrint = 2;
+    kernel.device(kEncoders[1]).queueEvent(EV_REL, 7, 1, {1000, 0});
+    turn(1, -1);
+    EXPECT_TRUE(
+        logged(LOG_INFO, "fpTest_main renc[1] Right  KeyCode=8,Ext=121,Rot=0,Pos=0,ElapsedMs=1000000"));
+}
+
+// The panel test: keys and exit
+
+TEST_F(PanelTest, KeyLogTellsEveryActiveKeyAndStarsTheChangedOnes) {
+    miPrint = 2;
+    key(kMenu, 1);
+    EXPECT_EQ(kernel.log(),
+              (std::vector<LogLine>{
+                  {LOG_INFO, "fpTest_main Btn[0] Call_2  KeyCode=100,Ext=4,Val=0,ElapsedMs=0"},
+                  {LOG_INFO, "fpTest_main Btn[1] Talk_2  KeyCode=101,Ext=3,Val=0,ElapsedMs=0"},
+                  {LOG_INFO, "fpTest_main Btn[2] Menu * KeyCode=102,Ext=5,Val=1,ElapsedMs=1000000"},
+                  {LOG_INFO, "fpTest_main Btn[3] Talk_1  KeyCode=103,Ext=1,Val=0,ElapsedMs=0"},
+                  {LOG_INFO, "fpTest_main Btn[4] Call_1  KeyCode=104,Ext=2,Val=0,ElapsedMs=0"},
+                  {LOG_INFO, "fpTest_main Btn[5] Hp_Detect  KeyCode=105,Ext=99,Val=0,ElapsedMs=0"}}));
+}
+
+TEST_F(PanelTest, NothingIsLoggedBelowLevelTwo) {
+    miPrint = 1;
+    turn(0, 1);
+    key(kTalk2, 1);
+    key(kCall2, 1);
+    passes(200);
+    EXPECT_TRUE(kernel.log().empty());
+}
+
+TEST_F(PanelTest, ChordHeldForThreeSecondsEndsTheTest) {
+    for (const bool callFirst : {true, false}) {
+        key(callFirst ? kCall2 : kTalk2, 1);
+        EXPECT_EQ(mTest.iExitPending, 0);
+        key(callFirst ? kTalk2 : kCall2, 1);
+        EXPECT_EQ(mTest.iExitPending, 1);
+        // 3000 ms is not more than 3000 ms: the pass after it ends the test.
+        EXPECT_EQ(passes(1000), 120) << callFirst;
+        key(kTalk2, 0);
+        key(kCall2, 0);
+    }
+}
+
+TEST_F(PanelTest, ReleaseAfterTwoSecondsCancelsTheExit) {
+    for (const int released : {kCall2, kTalk2}) {
+        key(kTalk2, 1);
+        key(kCall2, 1);
+        EXPECT_EQ(passes(80), 80);
+        key(released, 0);
+        EXPECT_EQ(mTest.iExitPending, 0);
+        EXPECT_EQ(passes(400), 400);
+        key(kTalk2, 0);
+        key(kCall2, 0);
+    }
+}
+
+TEST_F(PanelTest, ChordHeldAgainNeedsItsWholeTime) {
+    key(kTalk2, 1);
+    key(kCall2, 1);
+    passes(80);
+    key(kCall2, 0);
+    key(kCall2, 1);
+    EXPECT_EQ(passes(1000), 120);
+}
+
+TEST_F(PanelTest, AutoRepeatNeitherCancelsNorRestartsTheExit) {
+    key(kTalk2, 1);
+    key(kCall2, 1);
+    int count = 0;
+    for (; count < 80; count += 10) {
+        EXPECT_EQ(passes(10), 10);
+        key(count % 20 == 0 ? kCall2 : kTalk2, 2);
+    }
+    EXPECT_EQ(mTest.iExitPending, 1);
+    EXPECT_EQ(passes(1000), 40);
+}
+
+TEST_F(PanelTest, RepeatingPartnerCountsAsHeld) {
+    key(kTalk2, 1);
+    key(kTalk2, 2);
+    key(kCall2, 1);
+    EXPECT_EQ(mTest.iExitPending, 1);
+}
+
+TEST_F(PanelTest, AutoRepeatAloneStartsNoExit) {
+    keys().setKeysDown({100, 101});
+    buttonCloseGrp(&mBtnGrp);
+    buttonOpenGrp(&mBtnGrp);
+    key(kCall2, 2);
+    EXPECT_EQ(mTest.iExitPending, 0);
+}
+
+TEST_F(PanelTest, KeyHeldSinceBeforeTheTestCounts) {
+    keys().setKeysDown({101});
+    buttonCloseGrp(&mBtnGrp);
+    buttonOpenGrp(&mBtnGrp);
+    key(kCall2, 1);
+    EXPECT_EQ(mTest.iExitPending, 1);
+}
+
+TEST_F(PanelTest, PartnerThatIsNotInUseDoesNotCount) {
+    key(kTalk2, 1);
+    mBtnGrp.btn[kTalk2].iActive = 0;
+    key(kCall2, 1);
+    EXPECT_EQ(mTest.iExitPending, 0);
+}
+
+TEST_F(PanelTest, OtherKeysLeaveThePendingExitAlone) {
+    key(kTalk2, 1);
+    key(kCall2, 1);
+    passes(40);
+    key(kMenu, 1);
+    key(kMenu, 0);
+    turn(0, 1);
+    EXPECT_EQ(passes(1000), 80);
+}
+
+TEST_F(PanelTest, ChordWithoutPermissionDoesNothing) {
+    miAllowTestExit = 0;
+    miPrint = 2;
+    key(kTalk2, 1);
+    kernel.clearLog();
+    key(kCall2, 1);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main Btn[0],Val=1,ExitPending=0\n"));
+    EXPECT_EQ(passes(400), 400);
+    kernel.clearLog();
+    key(kTalk2, 0);
+    EXPECT_EQ(kernel.log().size(), 6u);  // the keys alone
+}
+
+TEST_F(PanelTest, ChordIsLogged) {
+    miPrint = 2;
+    key(kTalk2, 1);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main Btn[1],Val=1,ExitPending=0\n"));
+    key(kCall2, 1);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main Btn[0],Val=1,ExitPending=1\n"));
+    key(kTalk2, 0);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main Btn[1],Val=0,ExitPending=0\n"));
+    key(kTalk2, 1);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main Btn[1],Val=1,ExitPending=1\n"));
+    passes(1000);
+    EXPECT_TRUE(logged(LOG_INFO, "fpTest_main exit: button timeout 3000 ms"));
+}
+
+TEST_F(PanelTest, ChordIsHeardWithinASecondAtAnyInterval) {
+    begin(INT_MAX);
+    key(kTalk2, 1);
+    key(kCall2, 1);
+    kernel.clearCalls();
+    EXPECT_EQ(passes(1000), 3);
+    EXPECT_EQ(timeouts(), (Lines{"1000000us", "1000000us", "1000000us", "1000000us"}));
+}
+
+// The panel test: lights and contrast
+
+TEST_F(PanelTest, Call2ChoosesTheLedPatternInTurn) {
+    EXPECT_EQ(mTest.iLedTestType, -1);
+    for (const int type : {0, 1, 2, 3, 4, 0, 1}) {
+        key(kCall2, 1);
+        EXPECT_EQ(mTest.iLedTestType, type);
+        key(kCall2, 2);
+        key(kCall2, 0);
+        EXPECT_EQ(mTest.iLedTestType, type);
+    }
+    key(kTalk2, 1);
+    EXPECT_EQ(mTest.iLedTestType, 1);
+}
+
+TEST_F(PanelTest, FirstStepWithoutCall2IsOfPatternZero) {
+    touch();
+    passes(18);
+    EXPECT_EQ(mTest.iLedTestType, -1);
+    passes(1);
+    EXPECT_EQ(mTest.iLedTestType, 0);
+    key(kCall2, 1);
+    EXPECT_EQ(mTest.iLedTestType, 1);
+}
+
+TEST_F(PanelTest, LedPatternAdvancesEveryTwentyPasses) {
+    passes(100);  // before the first touch nothing counts
+    touch();
+    passes(18);
+    EXPECT_TRUE(ledWrites(0).empty());
+    passes(1);
+    EXPECT_EQ(ledWrites(0), Lines{"82"});
+    EXPECT_EQ(ledWrites(1), Lines{"0"});
+    passes(19);
+    EXPECT_EQ(ledWrites(1), Lines{"0"});
+    passes(1);
+    EXPECT_EQ(ledWrites(0), (Lines{"82", "0"}));
+    EXPECT_EQ(ledWrites(1), (Lines{"0", "82"}));
+}
+
+TEST_F(PanelTest, LedPatternAdvancesAboutTwiceASecondAtAnyInterval) {
+    struct {
+        int interval, passes;
+    } const paces[] = {{100, 5}, {130, 3}, {251, 1}, {500, 1}, {501, 1}, {5000, 1}, {1, 500}};
+    for (const auto& pace : paces) {
+        begin(pace.interval);
+        touch();
+        passes(pace.passes - 2);
+        EXPECT_EQ(mTest.iLedTestType, pace.passes == 1 ? 0 : -1) << pace.interval;
+        passes(1);
+        EXPECT_EQ(mTest.iLedTestType, 0) << pace.interval;
+    }
+}
+
+TEST_F(PanelTest, SteadyPatternsTakeTheContrastThroughItsSteps) {
+    begin(500);
+    key(kCall2, 1);
+    key(kCall2, 0);
+    EXPECT_EQ(kernel.device(kCommandBus).transfers(), (std::vector<Bytes>{dim(82), dim(82)}));
+    clearOutput();
+    key(kCall2, 1);
+    passes(7);
+    std::vector<Bytes> steps;
+    const unsigned char levels[] = {109, 140, 175, 213, 254, 4, 9, 20};
+    for (const unsigned char level : levels) {
+        steps.push_back(dim(level));
+    }
+    EXPECT_EQ(kernel.device(kCommandBus).transfers(), steps);
+    EXPECT_EQ(ledWrites(1), (Lines{"82", "109", "140", "175", "213", "254", "4", "9", "20"}));
+}
+
+TEST_F(PanelTest, BadContrastStepIsLoggedAndShownAsStepFive) {
+    int steps[20] = {};
+    mLedGrp.iBrtStepTable = steps;
+    mLedGrp.iBrtNumSteps = 20;
+    begin(500);
+    key(kCall2, 1);
+    key(kCall2, 0);
+    key(kCall2, 1);
+    passes(4);
+    miPrint = 1;
+    clearOutput();
+    passes(1);
+    EXPECT_EQ(kernel.device(kCommandBus).transfers(), std::vector<Bytes>{dim(82)});
+    EXPECT_TRUE(logged(LOG_ERR, "displaySetContrastStep Bad display contrast step 11, use 5\n"));
+}
+
+TEST_F(PanelTest, BlinkingPatternsBlinkFromPassToPass) {
+    mTest.iLedTestType = 2;
+    key(kCall2, 1);  // pattern 3: red blinks
+    passes(19);      // its set-up; the phases of 500 ms begin with the next pass
+    clearOutput();
+    passes(41);
+    EXPECT_EQ(ledWrites(1), (Lines{"0", "82", "0"}));
+    EXPECT_TRUE(ledWrites(0).empty());
+    EXPECT_EQ(kernel.device(kCommandBus).transfers(), (std::vector<Bytes>{dim(82), dim(82)}));
+}
+
+TEST_F(PanelTest, LedThatFailsShowsAsMissing) {
+    led(0).failAlways(Call::write, EIO);
+    begin(500);
+    touch();
+    EXPECT_EQ(mLedGrp.led[0].iBrtFd, -1);
+    IN_A_FRESH_PROCESS({
+        EXPECT_EQ(commands([&] { fpTest_drawLeds(gcp, fptestLedBox[0]); }),
+                  "g:rect 0 62 30 9 11 white \ng:text 0 64 32 'X' white \n");
+    });
+}
+
+// The panel test: the screens
+
+TEST_F(PanelTest, InvitationChangesAboutOnceASecond) {
+    struct {
+        int interval, passes;
+    } const paces[] = {{25, 40},     {300, 3},  {1000, 1},  {1500, 1},
+                       {INT_MAX, 1}, {1, 1000}, {0, 10000}, {-1, 10000}};
+    kernel.limitSelects(1000000);
+    for (const auto& pace : paces) {
+        begin(pace.interval);
+        for (int i = 0; i < 4; ++i) {
+            passes(1);
+            EXPECT_EQ(allLit(), i % 2 == 0) << pace.interval << " change " << i;
+            passes(pace.passes - 1);
+            EXPECT_EQ(allLit(), i % 2 == 0) << pace.interval << " change " << i;
+        }
+    }
+}
+
+TEST_F(PanelTest, InvitationIsDrawnWithTheseCommands) {
+    IN_A_FRESH_PROCESS({
+        EXPECT_EQ(commands([&] { passes(1); }), "g:font 0 'F9x5m'\ng:clear 0 white\ng:flush 0\n");
+        EXPECT_EQ(commands([&] { passes(39); }), "");
+        EXPECT_EQ(commands([&] { passes(1); }),
+                  "g:clear 0\n"
+                  "g:text 0 2 2 'FRONT' white\n"
+                  "g:text 0 36 2 'PANEL' white\n"
+                  "g:text 0 70 2 'TEST' white\n"
+                  "g:text 0 2 12 'Press any key' white\n"
+                  "g:text 0 2 22 'to continue.' white\n"
+                  "g:text 0 2 37 'C2: LED tests' white\n"
+                  "g:text 0 2 47 'T2+C2: Exit' white\n"
+                  "g:flush 0\n");
+        EXPECT_EQ(commands([&] { passes(40); }), "g:clear 0 white\ng:flush 0\n");
+    });
+}
+
+TEST_F(PanelTest, InvitationHasNoExitLineWithoutPermission) {
+    IN_A_FRESH_PROCESS({
+        miAllowTestExit = 0;
+        passes(40);
+        const std::string screen = commands([&] { passes(1); });
+        EXPECT_NE(screen.find("'C2: LED tests' white\ng:flush 0\n"), std::string::npos) << screen;
+    });
+}
+
+TEST_F(PanelTest, PanelIsDrawnWithTheseCommands) {
+    IN_A_FRESH_PROCESS({
+        EXPECT_EQ(commands([&] { turn(0, 12); }),
+                  "g:clear 0\n"
+                  "g:font 0 'F9x5m'\n"
+                  "g:rect 0 0 49 96 2 white white\n"
+                  "g:text 0 0 55 'Rear Panel' white\n"
+                  "g:rect 0 0 0 1 5 white white\n"
+                  "g:rect 0 70 30 15 11 white \n"
+                  "g:text 0 72 32 'C2' white \n"
+                  "g:rect 0 62 30 9 11 white \n"
+                  "g:text 0 64 32 ' ' white \n"
+                  "g:rect 0 70 10 15 16 white \n"
+                  "g:text 0 72 15 'T2' white \n"
+                  "g:rect 0 62 15 9 11 white \n"
+                  "g:text 0 64 17 ' ' white \n"
+                  "g:rect 0 34 8 27 11 white \n"
+                  "g:text 0 36 10 'Menu' white \n"
+                  "g:rect 0 10 10 15 16 white \n"
+                  "g:text 0 12 15 'T1' white \n"
+                  "g:rect 0 24 15 9 11 white \n"
+                  "g:text 0 26 17 ' ' white \n"
+                  "g:rect 0 10 30 15 11 white \n"
+                  "g:text 0 12 32 'C1' white \n"
+                  "g:rect 0 24 30 9 11 white \n"
+                  "g:text 0 26 32 ' ' white \n"
+                  "g:rect 0 62 53 15 11 white \n"
+                  "g:text 0 64 55 'HP' white \n"
+                  "g:rect 0 0 20 9 11 white \n"
+                  "g:text 0 2 22 '2' white \n"
+                  "g:rect 0 86 20 9 11 white \n"
+                  "g:text 0 88 22 '0' white \n"
+                  "g:rect 0 86 53 9 11 white \n"
+                  "g:text 0 88 55 '0' white \n"
+                  "g:flush 0\n");
+        const std::string second = commands([&] { passes(1); });
+        EXPECT_EQ(second.find("font"), std::string::npos);
+        EXPECT_NE(second.find("g:rect 0 0 0 2 5 white white\n"), std::string::npos);
+    });
+}
+
+TEST_F(PanelTest, KeyBoxIsFilledWhilePressedOrRepeating) {
+    IN_A_FRESH_PROCESS({
+        const std::string filled = "g:rect 0 34 8 27 11 white white\ng:text 0 36 10 'Menu' black white\n";
+        EXPECT_NE(commands([&] { key(kMenu, 1); }).find(filled), std::string::npos);
+        EXPECT_NE(commands([&] { key(kMenu, 2); }).find(filled), std::string::npos);
+        EXPECT_NE(commands([&] {
+                      key(kMenu, 0);
+                  }).find("g:rect 0 34 8 27 11 white \ng:text 0 36 10 'Menu' white \n"),
+                  std::string::npos);
+    });
+}
+
+TEST_F(PanelTest, KeyThatIsNotInUseShowsXX) {
+    IN_A_FRESH_PROCESS({
+        key(kMenu, 1);
+        mBtnGrp.btn[kMenu].iActive = 0;
+        EXPECT_NE(
+            commands([&] { passes(1); }).find("g:rect 0 34 8 27 11 white \ng:text 0 36 10 'XX' white \n"),
+            std::string::npos);
+    });
+}
+
+TEST_F(PanelTest, LightBoxTellsWhichLedIsLitOrMissing) {
+    struct {
+        int greenFd, greenLit, redFd, redLit;
+        const char* text;
+        bool filled;
+    } const boxes[] = {{5, 0, 5, 0, " ", false},  {5, 1, 5, 0, "G", true},    {5, 0, 5, 1, "R", true},
+                       {5, 1, 5, 1, "R", true},   {5, 0, -1, 0, "X", false},  {5, 1, -1, 0, "X", true},
+                       {5, 0, -1, 1, "X", false}, {-1, 0, 5, 0, "X", false},  {-1, 1, 5, 0, "X", false},
+                       {-1, 0, 5, 1, "R", true},  {-1, 0, -1, 0, "X", false}, {0, 0, 0, 0, "X", false},
+                       {0, 0, 5, 0, "X", false},  {5, 0, 0, 1, "X", false}};
+    IN_A_FRESH_PROCESS({
+        for (const auto& box : boxes) {
+            mLedGrp.led[6].iBrtFd = box.greenFd;
+            mLedGrp.led[6].iLit = box.greenLit;
+            mLedGrp.led[7].iBrtFd = box.redFd;
+            mLedGrp.led[7].iLit = box.redLit;
+            const std::string text = box.text;
+            EXPECT_EQ(commands([&] { fpTest_drawLeds(gcp, fptestLedBox[4]); }),
+                      box.filled
+                          ? "g:rect 0 24 30 9 11 white white\ng:text 0 26 32 '" + text + "' black white\n"
+                          : "g:rect 0 24 30 9 11 white \ng:text 0 26 32 '" + text + "' white \n");
+        }
+    });
+}
+
+TEST_F(PanelTest, MissingEncoderShowsX) {
+    IN_A_FRESH_PROCESS({
+        mRenc[1].iFd = -1;
+        EXPECT_EQ(commands([&] { fpTest_drawEncoder(gcp, fptestRencBox[1], mRenc[1]); }),
+                  "g:rect 0 86 20 9 11 white \ng:text 0 88 22 'X' white \n");
+    });
+}
+
+TEST_F(PanelTest, ActivityBarGrowsFromOneToNinePixels) {
+    touch();
+    for (int pass = 0; pass < 20; ++pass) {
+        const int width = pass % 9 + 1;
+        for (const int y : {0, 4}) {
+            EXPECT_TRUE(lit(width - 1, y)) << pass;
+            EXPECT_FALSE(lit(width, y)) << pass;
+        }
+        EXPECT_FALSE(lit(0, 5)) << pass;
+        passes(1);
+    }
+}
+
 // Start-up and shutdown
 
 TEST_F(StartUp, UsageGoesToStandardErrorWithoutTouchingADevice) {
@@ -1028,6 +1703,7 @@ TEST_F(StartUp, UnknownArgumentsAreLoggedAndIgnored) {
 }
 
 TEST_F(StartUp, OptionsAreLoggedWithThePrintOption) {
+    pressExitChord();
     daemon({"-t", "-p", "-p", "-s", "100"});
     EXPECT_TRUE(
         logged(LOG_INFO,
@@ -1101,18 +1777,49 @@ TEST_F(StartUp, StartStateIsPutOnThePanelAtStartAndAtTheEnd) {
     });
 }
 
-TEST_F(StartUp, ALoneTestRequestIsAnsweredInTheLog) {
+TEST_F(StartUp, TestLeavesStandardInputAndOutputAlone) {
+    kernel.standardInput().queueRead("g:info\n");
+    pressExitChord();
     EXPECT_EQ(daemon({"-t"}), "");
     EXPECT_EQ(exitStatus, 0);
-    EXPECT_TRUE(logged(LOG_ERR, "fpTest_main the front panel test is not part of this version yet"));
+    EXPECT_EQ(kernel.standardInput().count(Call::read), 0u);
+    EXPECT_TRUE(kernel.log().empty());
+}
+
+TEST_F(StartUp, TestEndsWithThePanelResetAndItsEndShown) {
+    FakeDevice& copy = kernel.device(kCopyFile);
+    IN_A_FRESH_PROCESS({
+        pressExitChord();
+        daemon({"-t", "-g"});
+        EXPECT_NE(copy.written().find("flush 0\n"
+                                      "g:clear 0\n"
+                                      "g:flush 0\n"
+                                      "g:clear 0\n"
+                                      "g:text 0 2 2 'FRONT' white\n"
+                                      "g:text 0 36 2 'PANEL' white\n"
+                                      "g:text 0 70 2 'TEST' white\n"
+                                      "g:text 0 2 12 'Test ended.' white\n"
+                                      "g:flush 0\n"),
+                  std::string::npos);
+        for (int i = 0; i < 8; ++i) {
+            EXPECT_EQ(ledWrites(i).back(), "0");
+        }
+        EXPECT_EQ(kernel.callsOf("popen").size(), 2u);
+    });
 }
 
 TEST_F(StartUp, HandOverToTheTestResetsThePanelFirst) {
+    miAllowTestExit = 1;  // else the test would not end; without -t it stays as it is
     kernel.standardInput().queueRead("a:set 9 1\na:set 200 0\n");
-    daemon({});
-    EXPECT_EQ(ledWrites(4), (Lines{"0", "82", "0", "0"}));
+    kernel.queueSelect({"stdin"});
+    pressExitChord();
+    daemon({"-s", "1000"});
+    const Lines writes = ledWrites(4);
+    ASSERT_GE(writes.size(), 3u);
+    EXPECT_EQ((Lines{writes[0], writes[1], writes[2]}), (Lines{"0", "82", "0"}));
+    EXPECT_EQ(kernel.callsOf("popen").size(), 3u);
     EXPECT_EQ(miTestMode, 1);
-    EXPECT_EQ(miAllowTestExit, 0);
+    EXPECT_EQ(miAllowTestExit, 1);
 }
 
 TEST_F(StartUp, MissingDevicesAreLoggedAndTheRestWorks) {

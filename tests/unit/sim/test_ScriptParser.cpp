@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 
 namespace {
 
@@ -84,15 +85,24 @@ TEST(ScriptParser, ArgumentsAreOfTheirKind) {
     for (const char* bad :
          {"press Talk_9", "turn Up 1", "turn Left one", "wait led grn:c3 1", "wait led grn:c2 256",
           "wait output 10 1", "wait output 9 2", "wait frame -1", "expect exit 256", "expect display dim",
-          "timeout 0", "pause 1s", "expect gain x", "disptype 1 256"}) {
+          "timeout 0", "pause 1s", "kill SEGV", "kill 15", "kill term", "expect gain x", "disptype 1 256"}) {
         EXPECT_NE(errorOf(bad).find("bad argument"), std::string::npos) << bad;
     }
     for (const char* good : {"press Hp_Detect", "turn Rear -5 1", "wait led red:t1 255",
                              "wait output \"Power LED\" 1", "wait output 105 0", "wait frame", "wait frame 3",
                              "wait exit", "expect exit 255", "expect display off", "timeout 60", "pause 0",
-                             "expect gain 31", "disptype unset", "disptype 1 3", "expect quiet"}) {
+                             "expect gain 31", "kill", "kill INT", "disptype unset", "disptype 1 3", "expect quiet"}) {
         EXPECT_EQ(errorOf(good), "") << good;
     }
+}
+
+TEST(ScriptParser, SignalsAreKnownByName) {
+    EXPECT_EQ(sim::parseSignal("TERM"), SIGTERM);
+    EXPECT_EQ(sim::parseSignal("KILL"), SIGKILL);
+    EXPECT_EQ(sim::parseSignal("INT"), SIGINT);
+    EXPECT_EQ(sim::parseSignal("HUP"), SIGHUP);
+    EXPECT_EQ(sim::parseSignal("SIGTERM"), std::nullopt);
+    EXPECT_EQ(sim::parseSignal(""), std::nullopt);
 }
 
 TEST(ScriptParser, FaultHasDefaults) {

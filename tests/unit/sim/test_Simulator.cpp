@@ -182,6 +182,15 @@ TEST_F(Simulator, ExpectedExitPasses) {
     EXPECT_EQ(play("wait exit 6\n", "ends"), 1);
 }
 
+TEST_F(Simulator, KillEndsTheCommandBySignal) {
+    EXPECT_EQ(play("kill\nexpect exit 143\n", "echo"), 0) << err();
+    EXPECT_EQ(play("kill KILL\nexpect exit 137\n", "echo"), 0) << err();
+    EXPECT_EQ(play("kill INT\nwait exit\nexpect exit 130\n", "echo"), 0) << err();
+    EXPECT_EQ(play("kill HUP\n", "echo"), 3);
+    EXPECT_EQ(play("wait exit 7\nkill\n", "ends"), 2);
+    expectContains(err(), "s.script:2: kill\n  expected: a command that runs\n");
+}
+
 TEST_F(Simulator, CommandStartsWhereTheScriptSaysAndAgain) {
     EXPECT_EQ(play("press Menu\nstart\nexpect line held 102\nexpect line ready\nclose\nwait exit 0\n"
                    "release Menu\nstart\nexpect line ready\n",
