@@ -1,8 +1,16 @@
 #include "operations.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
+#include <random>
+
+using VelaGraphics::ETH_NO_TRANSPARENCY;
+using VelaGraphics::ETH_USE_ALPHA;
+using VelaGraphics::ETH_USE_COLOR;
 
 namespace {
 
@@ -83,6 +91,20 @@ std::vector<std::string> makeTestScreen() {
     return lines;
 }
 
+constexpr std::uint16_t kDepths[] = {8, 24, 32};
+
+// An image whose bytes, and so its colours and alphas, have no order.
+BMP* makeImage(std::uint16_t depth) {
+    BMP* const image = BMP_Create(96, 64, depth);
+    std::mt19937 random(depth);
+    const auto anyByte = [&random] { return static_cast<std::uint8_t>(random()); };
+    std::generate_n(image->Data, image->Header.ImageDataSize, anyByte);
+    if (image->Palette != nullptr) {
+        std::generate_n(image->Palette, 1024, anyByte);
+    }
+    return image;
+}
+
 }  // namespace
 
 const std::vector<std::string> kScene = makeScene();
@@ -100,6 +122,20 @@ const std::vector<Operation> kOperations = {
     {"line", "a diagonal of 60 pixels", [](BenchPanel& panel) { panel.run("line 0 0 0 60 60 white"); }},
     {"utext", "20 characters of a scalable font at 24 px",
      [](BenchPanel& panel) { panel.scalableText("Channel 12, Volume 9"); }},
+    {"bmp8", "a bitmap of 96 x 64 with a palette",
+     [](BenchPanel& panel) { panel.drawBitmap(8, ETH_NO_TRANSPARENCY); }},
+    {"bmp24", "a bitmap of 96 x 64 with 24 bits a pixel",
+     [](BenchPanel& panel) { panel.drawBitmap(24, ETH_NO_TRANSPARENCY); }},
+    {"bmp32", "a bitmap of 96 x 64 with 32 bits a pixel",
+     [](BenchPanel& panel) { panel.drawBitmap(32, ETH_NO_TRANSPARENCY); }},
+    {"bmp8key", "bmp8 with a transparent colour",
+     [](BenchPanel& panel) { panel.drawBitmap(8, ETH_USE_COLOR); }},
+    {"bmp24key", "bmp24 with a transparent colour",
+     [](BenchPanel& panel) { panel.drawBitmap(24, ETH_USE_COLOR); }},
+    {"bmp32key", "bmp32 with a transparent colour",
+     [](BenchPanel& panel) { panel.drawBitmap(32, ETH_USE_COLOR); }},
+    {"bmpalpha", "bmp32 mixed with the display by its alpha",
+     [](BenchPanel& panel) { panel.drawBitmap(32, ETH_USE_ALPHA); }},
     {"lookup", "one word of a dictionary of 25", [](BenchPanel& panel) { panel.lookUp(); }},
 };
 
@@ -108,6 +144,9 @@ BenchPanel::BenchPanel() : m_font(loadFont()) {
     run("font 0 F9x5m");
     for (const char* word : kWords) {
         m_words.Set(word, 1);
+    }
+    for (std::size_t i = 0; i < std::size(kDepths); ++i) {
+        m_bitmaps[i].bmp = makeImage(kDepths[i]);
     }
 }
 
@@ -124,6 +163,13 @@ void BenchPanel::scalableText(const char* utf8) {
     image.stride = image.w * static_cast<int>(sizeof(VelaGraphics::Pixel));
     image.data = reinterpret_cast<unsigned char*>(m_wideDisplay.vdbufNC());
     Fnt_RenderText(&image, nullptr, m_font.get(), utf8, white, 0, kFlags);
+}
+
+void BenchPanel::drawBitmap(int depth, VelaGraphics::ETranparencyHandling handling) {
+    const auto* const found = std::find(std::begin(kDepths), std::end(kDepths), depth);
+    VelaGraphics::Bmp& bitmap = m_bitmaps[found - std::begin(kDepths)];
+    bitmap.th = handling;
+    m_display.draw(bitmap);
 }
 
 void BenchPanel::run(const std::vector<std::string>& lines) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "freetype/gui_fnt.h"
+#include "graphics/GrBmp.h"
 #include "graphics/GraphicsCommandProcessor.h"
 #include "graphics/StrDict3.h"
 #include "hw/IIntercomHardware.h"
@@ -25,6 +26,8 @@ public:
     // Draws a line in the middle of a display on which all of it shows, in DejaVu Sans at 24 px with the
     // placement of utext.
     void scalableText(const char* utf8);
+    // Draws a bitmap as large as the display, of 8, 24 or 32 bits a pixel.
+    void drawBitmap(int depth, VelaGraphics::ETranparencyHandling handling);
     // The packed bytes, so that nobody can leave the work out.
     [[nodiscard]] const unsigned char* packed() const { return m_packed; }
 
@@ -41,6 +44,7 @@ private:
     };
     std::unique_ptr<font_t, FontCloser> m_font;
     VelaGraphics::VirtualDisplay m_wideDisplay{320, 64};
+    VelaGraphics::Bmp m_bitmaps[3];  // of 8, 24 and 32 bits a pixel
 };
 
 struct Operation {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "graphics/GrRows.h"
+
 namespace VelaGraphics {
 namespace {
-
-constexpr std::uint64_t kIndexRange = std::uint64_t{1} << 32;  // pixel indexes wrap here
 
 // Lines up to this many points are walked one by one; longer ones are searched for what meets the display.
 constexpr std::uint64_t kPlainWalkPoints = 16384;
@@ -24,35 +24,6 @@ constexpr std::uint64_t kPlainWalkPoints = 16384;
                             std::uint32_t rows) {
     return size.isInside(from) && columns <= asUnsigned(size.w - from.x) &&
            rows <= asUnsigned(size.h - from.y);
-}
-
-// A block of rows in a numbering that does not wrap: row j covers [first + j * pitch, ... + columns).
-struct Rows {
-    std::uint64_t first;
-    std::uint64_t pitch;
-    std::uint64_t columns;
-    std::uint64_t count;
-};
-
-// Calls piece(row, column, index, pixels) for every part of the rows that lies in a window [k * 2^32, k *
-// 2^32 + length): the parts of which a plotted index is below `length`. Windows and rows come in ascending
-// order.
-template <typename Piece>
-void forEachPiece(const Rows& rows, std::uint32_t length, Piece piece) {
-    const std::uint64_t last = rows.first + (rows.count - 1) * rows.pitch + rows.columns - 1;
-    for (std::uint64_t window = 0; window <= last; window += kIndexRange) {
-        const std::uint64_t end = window + length;
-        const std::uint64_t reach = rows.first + rows.columns;
-        std::uint64_t row = window < reach ? 0 : (window - reach) / rows.pitch + 1;
-        std::uint64_t start = rows.first + row * rows.pitch;
-        for (; row < rows.count && start < end; ++row, start += rows.pitch) {
-            const std::uint64_t from = std::max(start, window);
-            const std::uint64_t to = std::min(start + rows.columns, end);
-            // Both fit: they count pixels of the display.
-            piece(row, from - start, static_cast<std::uint32_t>(from - window),
-                  static_cast<std::uint32_t>(to - from));
-        }
-    }
 }
 
 // A line as steps along its longer axis; ties count as steep (down or up).

@@ -14,6 +14,13 @@ text     5000
 utext   60000
 rect        -
 line        -
+bmp8      80000
+bmp24     80000
+bmp32     80000
+bmp8key  100000
+bmp24key 100000
+bmp32key 100000
+bmpalpha 200000
 lookup      -
 '
 

@@ -6,7 +6,8 @@
 set -euo pipefail
 
 run=(cmake fonts-dejavu-core g++ libcli11-dev libfreetype-dev libpng-dev ninja-build nlohmann-json3-dev)
-test=("${run[@]}" clang-14 clang-format-14 g++-arm-linux-gnueabihf libbenchmark-dev libgtest-dev valgrind)
+test=("${run[@]}" clang-14 clang-format-14 g++-arm-linux-gnueabihf imagemagick libbenchmark-dev libgtest-dev
+  python3-pil valgrind)
 
 case ${1:-} in
   run) wanted=("${run[@]}") ;;
