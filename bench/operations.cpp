@@ -14,6 +14,8 @@ using VelaGraphics::ETH_USE_COLOR;
 
 namespace {
 
+constexpr int kShapeSide = 32;  // px
+
 constexpr const char* kWords[] = {"info",  "clear", "pixel",   "rect",   "line",  "font",   "text",
                                   "ctext", "rtext", "ufont",   "utext",  "shape", "shaped", "bmp",
                                   "bmpa",  "bmpt",  "bmpdraw", "bmpdel", "vdisp", "vdispd", "color",
@@ -105,6 +107,15 @@ BMP* makeImage(std::uint16_t depth) {
     return image;
 }
 
+// A mask in which every other pixel is set.
+std::vector<unsigned char> makeMask() {
+    std::vector<unsigned char> mask(std::size_t{kShapeSide} * kShapeSide);
+    for (std::size_t i = 0; i < mask.size(); i += 2) {
+        mask[i] = 1;
+    }
+    return mask;
+}
+
 }  // namespace
 
 const std::vector<std::string> kScene = makeScene();
@@ -136,12 +147,17 @@ const std::vector<Operation> kOperations = {
      [](BenchPanel& panel) { panel.drawBitmap(32, ETH_USE_COLOR); }},
     {"bmpalpha", "bmp32 mixed with the display by its alpha",
      [](BenchPanel& panel) { panel.drawBitmap(32, ETH_USE_ALPHA); }},
+    {"shape", "a shape of 32 x 32", [](BenchPanel& panel) { panel.drawShape(); }},
     {"lookup", "one word of a dictionary of 25", [](BenchPanel& panel) { panel.lookUp(); }},
 };
 
-BenchPanel::BenchPanel() : m_font(loadFont()) {
+BenchPanel::BenchPanel()
+    : m_mask(makeMask()),
+      m_shape(VelaGraphics::Position(), VelaGraphics::Size(kShapeSide, kShapeSide), m_mask.data()),
+      m_font(loadFont()) {
     m_display.onChange([](void* panel) { static_cast<BenchPanel*>(panel)->pack(); }, this);
     run("font 0 F9x5m");
+    m_shape.setFg(VelaGraphics::Pixel(0xFFFFFFFF));
     for (const char* word : kWords) {
         m_words.Set(word, 1);
     }

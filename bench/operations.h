@@ -7,6 +7,7 @@
 
 #include "freetype/gui_fnt.h"
 #include "graphics/GrBmp.h"
+#include "graphics/GrShape.h"
 #include "graphics/GraphicsCommandProcessor.h"
 #include "graphics/StrDict3.h"
 #include "hw/IIntercomHardware.h"
@@ -19,6 +20,8 @@ public:
 
     void run(const char* line) { m_interpreter.processCommand(line); }
     void run(const std::vector<std::string>& lines);
+    // Draws a shape of 32 x 32 pixels, half of them set.
+    void drawShape() { m_display.drawAt(VelaGraphics::Position(20, 10), m_shape); }
     // Packs the display's present content, 6144 pixels into 768 bytes.
     void pack();
     // Finds one word of a dictionary as large as that of the commands.
@@ -36,6 +39,8 @@ private:
     VelaGraphics::VirtualDisplay* m_displays[1] = {&m_display};
     GraphicsCommandProcessor m_interpreter{m_displays, 1, nullptr};
     unsigned char m_packed[768] = {};
+    std::vector<unsigned char> m_mask;
+    VelaGraphics::Shape m_shape;
     StrDict3<int> m_words;
     int m_found = 0;
 

@@ -348,6 +348,14 @@ void Font::drawChar(int ch, DisplayBuffer& buf, Position& pos, EOrientation o, i
     }
 }
 
+void Font::drawText(const char* text, DisplayBuffer& buf, const Position& pos, EOrientation o, int spacing,
+                    Pixel fg, Pixel bg) const {
+    Position at = pos;
+    for (; text != nullptr && *text != '\0'; ++text) {
+        drawChar(static_cast<unsigned char>(*text), buf, at, o, spacing, fg, bg);
+    }
+}
+
 std::int64_t Font::exactLength(const char* text, int spacing) const {
     std::int64_t length = 0;
     if (m_data == nullptr || text == nullptr) {

@@ -98,6 +98,11 @@ public:
     void drawChar(int ch, DisplayBuffer& buf, Position& pos, EOrientation o, int spacing, Pixel fg,
                   Pixel bg) const;
 
+    // Draws the characters of a text in turn, each where the one before it left the position. Draws nothing
+    // for a null text.
+    void drawText(const char* text, DisplayBuffer& buf, const Position& pos, EOrientation o, int spacing,
+                  Pixel fg, Pixel bg) const;
+
     // Pixels of a text, with `spacing` pixels after every character, also after the last and after those that
     // the font does not have. Stops at the limits of int; 0 without data or for a null text.
     [[nodiscard]] int textLength(const char* text, int spacing) const;

@@ -26,6 +26,15 @@ constexpr std::uint64_t kPlainWalkPoints = 16384;
            rows <= asUnsigned(size.h - from.y);
 }
 
+// Sets those of `count` pixels whose mask byte is not 0.
+void paintMasked(Pixel* out, const unsigned char* mask, std::uint32_t count, Pixel color) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (mask[i] != 0) {
+            out[i] = color;
+        }
+    }
+}
+
 // A line as steps along its longer axis; ties count as steep (down or up).
 class LinePath {
 public:
@@ -235,6 +244,27 @@ void drawLine(DisplayBuffer& buffer, const Position& from, const Position& to, P
     } else if (buffer.length > 0) {
         path.search(buffer, color);
     }
+}
+
+void drawMask(DisplayBuffer& buffer, const Position& from, const Size& extent, const unsigned char* mask,
+              Pixel color) {
+    if (!extent.isReal() || buffer.length == 0) {
+        return;
+    }
+    const std::uint32_t columns = asUnsigned(extent.w);
+    std::uint32_t rows = asUnsigned(extent.h);
+    if (isWithin(buffer.size, from, columns, rows)) {
+        Pixel* out = buffer.vdb + indexOf(buffer, from);
+        for (; rows > 0; --rows, out += buffer.size.w, mask += columns) {
+            paintMasked(out, mask, columns, color);
+        }
+        return;
+    }
+    const Rows block{indexOf(buffer, from), asUnsigned(buffer.size.w), columns, rows};
+    forEachPiece(block, buffer.length,
+                 [&](std::uint64_t row, std::uint64_t column, std::uint32_t index, std::uint32_t n) {
+                     paintMasked(buffer.vdb + index, mask + row * columns + column, n, color);
+                 });
 }
 
 void copyBlock(DisplayBuffer& target, const Position& to, const Pixel* source, std::int32_t pitch,

@@ -1,4 +1,4 @@
-// The pixel rules that drawing commands and drawables share: blocks, outlines, lines and block copies.
+// The pixel rules that drawing commands and drawables share: blocks, outlines, lines, masks and block copies.
 //
 // Every rule plots points (x, y) at the 32-bit unsigned index x + y * width and drops those at or above the
 // pixel count (see DisplayBuffer). What comes out is exactly what plotting each point one by one would give,
@@ -43,6 +43,11 @@ void fillInterior(DisplayBuffer& buffer, const Position& from, const Size& exten
 // Required, do not mend: the end point is not drawn, so that consecutive segments plot a shared point once,
 // and a line of no length draws nothing.
 void drawLine(DisplayBuffer& buffer, const Position& from, const Position& to, Pixel color);
+
+// Plots the point (from.x + c, from.y + r) for every mask byte r * extent.w + c that is not 0; `mask` has
+// extent.w * extent.h bytes. Nothing happens when `extent` is not real.
+void drawMask(DisplayBuffer& buffer, const Position& from, const Size& extent, const unsigned char* mask,
+              Pixel color);
 
 // Writes `extent` pixels of a source, `source` being the first of them and `pitch` the source's width in
 // pixels, to the block at `to` (both coordinates >= 0). Row by row, left to right, each pixel read at the

@@ -10,14 +10,18 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "graphics/BuiltinFonts.h"
 #include "graphics/GrRaster.h"
+#include "graphics/LeakCheck.h"
 
+using VelaGraphics::Bmp;
 using VelaGraphics::DisplayBuffer;
 using VelaGraphics::Font;
 using VelaGraphics::Pixel;
 using VelaGraphics::Position;
+using VelaGraphics::Shape;
 using VelaGraphics::Size;
 using VelaGraphics::VirtualDisplay;
 
@@ -36,6 +40,13 @@ const GraphicsCommandProcessor::Command GraphicsCommandProcessor::kCommands[] = 
     {"rtext", &GraphicsCommandProcessor::process_rtext},
     {"ufont", &GraphicsCommandProcessor::process_ufont},
     {"utext", &GraphicsCommandProcessor::process_utext},
+    {"shape", &GraphicsCommandProcessor::process_shape},
+    {"shaped", &GraphicsCommandProcessor::process_shaped},
+    {"bmp", &GraphicsCommandProcessor::process_bmp},
+    {"bmpa", &GraphicsCommandProcessor::process_bmpa},
+    {"bmpt", &GraphicsCommandProcessor::process_bmpt},
+    {"bmpdraw", &GraphicsCommandProcessor::process_bmpdraw},
+    {"bmpdel", &GraphicsCommandProcessor::process_bmpdel},
     {"vdisp", &GraphicsCommandProcessor::process_vdisp},
     {"vdispd", &GraphicsCommandProcessor::process_vdispd},
     {"color", &GraphicsCommandProcessor::process_color},
@@ -255,6 +266,8 @@ GraphicsCommandProcessor::GraphicsCommandProcessor(VirtualDisplay** disp, unsign
       m_colorDict(false, StrDict3<Pixel>::STORE_LOWERCASE, nullptr),
       m_fontDict(false, StrDict3<Font*>::STORE_LOWERCASE, nullptr),
       m_lastFont(nullptr),
+      m_shapeDict(false, StrDict3<Shape*>::STORE_LOWERCASE, nullptr),
+      m_bmpDict(true, StrDict3<Bmp*>::STORE_LOWERCASE, nullptr),
       m_hw(hw) {
     for (const Command& command : kCommands) {
         m_cmdDict.Set(command.word, command.handler);
@@ -273,6 +286,7 @@ void GraphicsCommandProcessor::addBuiltinFont(const char* name, const unsigned c
 
 GraphicsCommandProcessor::~GraphicsCommandProcessor() {
     m_fontDict.DeleteContents();
+    m_shapeDict.DeleteContents();
     m_vdispMap.DeleteContents();
     std::for_each(std::begin(ttfFonts), std::end(ttfFonts), Fnt_CloseFont);
 }
@@ -669,18 +683,16 @@ int GraphicsCommandProcessor::textLength(const TextJob& job) const {
 // the limit.
 void GraphicsCommandProcessor::drawText(const TextJob& job, std::int64_t x) const {
     using Limits = std::numeric_limits<std::int32_t>;
-    Position at(static_cast<std::int32_t>(std::clamp<std::int64_t>(x, Limits::min(), Limits::max())),
-                job.at.y);
+    const Position at(static_cast<std::int32_t>(std::clamp<std::int64_t>(x, Limits::min(), Limits::max())),
+                      job.at.y);
     DisplayBuffer buffer = job.display->buffer();
     job.display->markChanged();
     if (job.hasBackground) {
         fillBlock(buffer, at, static_cast<std::uint32_t>(textLength(job)),
                   static_cast<std::uint32_t>(m_lastFont->charHeight()), job.bg);
     }
-    for (const char* c = job.text.c_str(); *c != '\0'; ++c) {
-        m_lastFont->drawChar(static_cast<unsigned char>(*c), buffer, at, Font::EORIENT_HORIZONTAL,
-                             kTextSpacing, job.fg, job.bg);
-    }
+    m_lastFont->drawText(job.text.c_str(), buffer, at, Font::EORIENT_HORIZONTAL, kTextSpacing, job.fg,
+                         job.bg);
 }
 
 bool GraphicsCommandProcessor::process_text(const char* args) {
@@ -864,6 +876,147 @@ bool GraphicsCommandProcessor::process_utext(const char* args) {
         drawInSlot(job);
     } else {
         drawFitted(job);
+    }
+    return true;
+}
+
+// Shape and bitmap commands
+
+// The shape of that name, read from NAME.shp in the working directory when it is not cached yet. Null, after
+// the message, when that fails; an empty name cannot be kept.
+Shape* GraphicsCommandProcessor::findShape(const SimpleString& name) {
+    Shape* cached = nullptr;
+    if (m_shapeDict.Find(name.c_str(), cached)) {
+        return cached;
+    }
+    SimpleString file(name.c_str());
+    file.Append(".shp", 0);
+    std::unique_ptr<Shape> shape(new (std::nothrow) Shape);
+    if (shape == nullptr || !shape->loadFromFile(file.c_str()) ||
+        !m_shapeDict.Set(name.c_str(), shape.get())) {
+        error("shape %s not found", name.c_str());
+        return nullptr;
+    }
+    return shape.release();
+}
+
+bool GraphicsCommandProcessor::process_shape(const char* args) {
+    VirtualDisplay* display = needDisplay(args);
+    SimpleString name(kTokenCapacity, kTokenCapacity);
+    if (display == nullptr || !needString(args, name, "name")) {
+        return true;
+    }
+    long x = 0;
+    long y = 0;
+    Pixel fg;
+    Pixel bg;
+    getInt(args, x);
+    getInt(args, y);
+    const bool hasForeground = getColor(args, fg);
+    const bool hasBackground = getColor(args, bg);
+    Shape* shape = findShape(name);
+    if (shape == nullptr || !hasForeground) {
+        return true;
+    }
+    // Both stay with the cached shape, for commands that give only one.
+    shape->setFg(fg);
+    if (hasBackground) {
+        shape->setBg(bg);
+    }
+    display->drawAt(Position(static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)), *shape);
+    return true;
+}
+
+bool GraphicsCommandProcessor::process_shaped(const char* args) {
+    SimpleString name;
+    if (needString(args, name, "name")) {
+        Shape* shape = nullptr;
+        if (!m_shapeDict.Remove(name.c_str(), &shape)) {
+            error("shaped, '%s' not found", name.c_str());
+        }
+        delete shape;
+    }
+    return true;
+}
+
+// Takes the bitmap of that name out of the cache. Null when there is none.
+std::unique_ptr<Bmp> GraphicsCommandProcessor::takeBitmap(const SimpleString& name) {
+    Bmp* cached = nullptr;
+    m_bmpDict.Remove(name.c_str(), &cached);
+    return std::unique_ptr<Bmp>(cached);
+}
+
+// Caches a bitmap under the name of its file, in place of an earlier one, which is deleted.
+void GraphicsCommandProcessor::keepBitmap(const SimpleString& name, std::unique_ptr<Bmp> bitmap) {
+    takeBitmap(name).reset();
+    if (m_bmpDict.Set(name.c_str(), bitmap.get())) {
+        VelaGraphics::leaveToProcessEnd(bitmap.release());
+    }
+}
+
+void GraphicsCommandProcessor::loadBitmap(const char* args, const char* word, bool useAlpha) {
+    SimpleString name;
+    if (!needString(args, name, "name")) {
+        return;
+    }
+    std::unique_ptr<Bmp> bitmap(new (std::nothrow) Bmp);
+    if (bitmap == nullptr || !bitmap->loadFromFile(name.c_str(), useAlpha)) {
+        error("%s, '%s' could not be loaded", word, name.c_str());
+        return;
+    }
+    keepBitmap(name, std::move(bitmap));
+}
+
+bool GraphicsCommandProcessor::process_bmp(const char* args) {
+    loadBitmap(args, "bmp", false);
+    return true;
+}
+
+bool GraphicsCommandProcessor::process_bmpa(const char* args) {
+    loadBitmap(args, "bmpa", true);
+    return true;
+}
+
+bool GraphicsCommandProcessor::process_bmpt(const char* args) {
+    SimpleString name;
+    Pixel bg;
+    if (!needString(args, name, "name") || !needColor(args, bg, "bg")) {
+        return true;
+    }
+    // Unlike the other two it loads a cached bitmap anew, so that nothing is cached when it fails.
+    std::unique_ptr<Bmp> bitmap = takeBitmap(name);
+    if (bitmap == nullptr) {
+        bitmap.reset(new (std::nothrow) Bmp);
+    }
+    if (bitmap == nullptr || !bitmap->loadFromFileWithTransparentColor(name.c_str(), bg)) {
+        error("bmpt, '%s' could not be loaded", name.c_str());
+        return true;
+    }
+    keepBitmap(name, std::move(bitmap));
+    return true;
+}
+
+bool GraphicsCommandProcessor::process_bmpdraw(const char* args) {
+    VirtualDisplay* display = needDisplay(args);
+    SimpleString name(kTokenCapacity, kTokenCapacity);
+    Position at;
+    if (display == nullptr || !needString(args, name, "name") || !needInt(args, at.x, "x") ||
+        !needInt(args, at.y, "y")) {
+        return true;
+    }
+    Bmp* bitmap = nullptr;
+    if (m_bmpDict.Find(name.c_str(), bitmap)) {
+        display->drawAt(at, *bitmap);
+    } else {
+        error("bmpdraw, '%s' has not been loaded", name.c_str());
+    }
+    return true;
+}
+
+bool GraphicsCommandProcessor::process_bmpdel(const char* args) {
+    SimpleString name;
+    if (needString(args, name, "name") && takeBitmap(name) == nullptr) {
+        error("bmpdel, '%s' has not been found in cache", name.c_str());
     }
     return true;
 }

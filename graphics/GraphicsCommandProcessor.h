@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "freetype/gui_fnt.h"
 #include "graphics/GrBase.h"
+#include "graphics/GrBmp.h"
 #include "graphics/GrFont.h"
+#include "graphics/GrShape.h"
 #include "graphics/GrVirtualDisplay.h"
 #include "graphics/SimpleString.h"
 #include "graphics/StrDict3.h"
@@ -23,11 +26,14 @@ public:
     using Pixel = VelaGraphics::Pixel;
     using VirtualDisplay = VelaGraphics::VirtualDisplay;
     using Font = VelaGraphics::Font;
+    using Shape = VelaGraphics::Shape;
+    using Bmp = VelaGraphics::Bmp;
 
     // disp: displayCount hardware displays, numbered from 0 in the language (an entry may be null). The
     // array, the displays and hw are not owned and must outlive the interpreter.
     GraphicsCommandProcessor(VirtualDisplay** disp, unsigned int displayCount, IIntercomHardware* hw);
-    // Deletes the fonts and virtual displays that commands made.
+    // Deletes the fonts, shapes and virtual displays that commands made. Required, do not mend: bitmaps that
+    // "bmpdel" has not deleted are left to the end of the process, which gives them back at once.
     ~GraphicsCommandProcessor();
 
     GraphicsCommandProcessor(const GraphicsCommandProcessor&) = delete;
@@ -82,6 +88,13 @@ private:
     bool process_rtext(const char* args);
     bool process_ufont(const char* args);
     bool process_utext(const char* args);
+    bool process_shape(const char* args);
+    bool process_shaped(const char* args);
+    bool process_bmp(const char* args);
+    bool process_bmpa(const char* args);
+    bool process_bmpt(const char* args);
+    bool process_bmpdraw(const char* args);
+    bool process_bmpdel(const char* args);
     bool process_vdisp(const char* args);
     bool process_vdispd(const char* args);
     bool process_color(const char* args);
@@ -121,15 +134,21 @@ private:
     void drawFitted(ScalableTextJob& job);
     static void drawScalable(const ScalableTextJob& job, const rect_t* area, font_t* font,
                              unsigned int flags);
+    Shape* findShape(const SimpleString& name);
+    void loadBitmap(const char* args, const char* word, bool useAlpha);
+    void keepBitmap(const SimpleString& name, std::unique_ptr<Bmp> bitmap);
+    std::unique_ptr<Bmp> takeBitmap(const SimpleString& name);
 
     StrDict3<Handler> m_cmdDict;
     VirtualDisplay** m_disp;  // not owned
     unsigned int m_displayCount;
     StrDict3<VirtualDisplay*> m_vdispMap;  // owned, keyed by the number in decimal
     StrDict3<Pixel> m_colorDict;
-    StrDict3<Font*> m_fontDict;  // owned
-    Font* m_lastFont;            // the font that text is drawn in; belongs to m_fontDict
-    IIntercomHardware* m_hw;     // not owned
-    font_t* ttfFonts[kFontSlots] =
-        {};  // owned: the scalable font, from the largest size to the smallest; or null
+    StrDict3<Font*> m_fontDict;    // owned
+    Font* m_lastFont;              // the font that text is drawn in; belongs to m_fontDict
+    StrDict3<Shape*> m_shapeDict;  // owned
+    StrDict3<Bmp*> m_bmpDict;      // owned until the process ends, see the destructor
+    IIntercomHardware* m_hw;       // not owned
+    // Owned: the scalable fonts from the largest size to the smallest; null for an empty slot.
+    font_t* ttfFonts[kFontSlots] = {};
 };

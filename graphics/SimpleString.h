@@ -90,8 +90,13 @@ public:
     [[nodiscard]] bool IsEmpty() const { return GetLength() == 0; }
 
     // The text: never null, NUL-terminated, good until the string is changed or destroyed.
-    [[nodiscard]] const char* cstr() const { return m_psz; }
-    [[nodiscard]] const char* c_str() const { return m_psz; }
+    [[nodiscard]] const char* cstr() const { return c_str(); }
+    [[nodiscard]] const char* c_str() const {
+        if (m_psz == nullptr) {
+            __builtin_unreachable();  // or gcc 12 takes a dictionary's test for null as a sign that it may be
+        }
+        return m_psz;
+    }
     operator const char*() const { return m_psz; }
 
     // The decimal number with which the text begins, as strtoul reads it; 0 when there is none. Explicit, so

@@ -255,11 +255,11 @@ public:
         return EnumDictionary0(prefix, m_pFirst, callback, context);
     }
 
-    // For pointer values: deletes what every value that a walk reaches points at, and sets the value to null.
-    // The keys stay.
+    // For pointer values: deletes what every value points at, and sets the value to null. The keys stay.
+    // Unlike a walk it passes no key over, however long.
     void DeleteContents() {
         static_assert(std::is_pointer_v<T>, "only a dictionary of pointers has contents to delete");
-        EnumDictionary(&DeleteContentsCallback, nullptr);
+        DeleteContents0(m_pFirst);
     }
 
     // Sets into `dest` every pair that a walk reaches and that `filter` (null: all) accepts. Returns how
@@ -392,10 +392,13 @@ private:
         return true;
     }
 
-    static bool DeleteContentsCallback(const char* /*key*/, T& data, void* /*context*/) {
-        delete data;
-        data = nullptr;
-        return true;
+    // Goes about the nodes as ReleaseAllNodes() does.
+    static void DeleteContents0(Node* node) {
+        for (; node != nullptr; node = node->m_pChild) {
+            delete node->m_data;
+            node->m_data = nullptr;
+            DeleteContents0(node->m_pNext);
+        }
     }
 
     static bool FilterCallback(const char* key, T& data, void* context) {

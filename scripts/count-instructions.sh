@@ -21,6 +21,7 @@ bmp8key  100000
 bmp24key 100000
 bmp32key 100000
 bmpalpha 200000
+shape    8000
 lookup      -
 '
 

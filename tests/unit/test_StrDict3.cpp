@@ -504,6 +504,19 @@ TEST(StrDict3DeleteContents, DeletesThroughTheVirtualDestructorAndKeepsTheKeys) 
     EXPECT_EQ(deleted, 12);
 }
 
+TEST(StrDict3DeleteContents, DeletesAlsoWhatAWalkDoesNotReach) {
+    int deleted = 0;
+    StrDict3<Base*> dict;
+    for (const char* last : {"a", "b", "c"}) {
+        dict.Set((std::string(3000, 'a') + last).c_str(), new Base(deleted));
+    }
+    Base* old = nullptr;
+    ASSERT_TRUE(dict.Remove((std::string(3000, 'a') + "b").c_str(), &old));
+    dict.DeleteContents();
+    EXPECT_EQ(deleted, 2);
+    delete old;
+}
+
 TEST(StrDict3DeleteContents, NothingElseDeletesValues) {
     int deleted = 0;
     Base a(deleted);
