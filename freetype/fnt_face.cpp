@@ -22,17 +22,17 @@ constexpr int kUnitsPerPoint = 64;  // 26.6
 constexpr FT_F26Dot6 kDefaultHeight = FT_F26Dot6{10} * kUnitsPerPoint;
 constexpr double kMaxPoints = static_cast<double>(kFntMaxEmPixels * kPointsPerInch) / kDpi;
 
-struct Spec {
+struct Request {
     char path[kPathSize];
     const char* size;  // empty: the default size
 };
 
-Spec parse(const char* text) {
-    Spec spec;
+Request parse(const char* text) {
+    Request request;
     const std::size_t file = std::strcspn(text, ":");
-    std::snprintf(spec.path, sizeof spec.path, "font/%.*s", static_cast<int>(file), text);
-    spec.size = text[file] == ':' ? text + file + 1 : text + file;
-    return spec;
+    std::snprintf(request.path, sizeof request.path, "font/%.*s", static_cast<int>(file), text);
+    request.size = text[file] == ':' ? text + file + 1 : text + file;
+    return request;
 }
 
 // The library of the process, made at the first call and kept; null when it cannot be made.
@@ -103,9 +103,9 @@ bool setSize(FT_Face face, const char* size) {
 }  // namespace
 
 FT_Face openFace(const char* text) {
-    const Spec spec = parse(text);
-    const FT_Face face = openFile(spec.path);
-    if (face != nullptr && !setSize(face, spec.size)) {
+    const Request request = parse(text);
+    const FT_Face face = openFile(request.path);
+    if (face != nullptr && !setSize(face, request.size)) {
         FT_Done_Face(face);
         return nullptr;
     }

@@ -7,6 +7,6 @@ namespace fnt {
 
 // Opens and sizes the face that "FILE", "FILE:SIZE" or "FILE:SIZEpx" names, as told at Fnt_LoadFont, and
 // prints that function's two messages. Null on failure; the caller gives the face back to FT_Done_Face.
-FT_Face openFace(const char* spec);
+FT_Face openFace(const char* text);
 
 }  // namespace fnt

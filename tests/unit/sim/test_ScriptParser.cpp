@@ -88,10 +88,11 @@ TEST(ScriptParser, ArgumentsAreOfTheirKind) {
           "timeout 0", "pause 1s", "kill SEGV", "kill 15", "kill term", "expect gain x", "disptype 1 256"}) {
         EXPECT_NE(errorOf(bad).find("bad argument"), std::string::npos) << bad;
     }
-    for (const char* good : {"press Hp_Detect", "turn Rear -5 1", "wait led red:t1 255",
-                             "wait output \"Power LED\" 1", "wait output 105 0", "wait frame", "wait frame 3",
-                             "wait exit", "expect exit 255", "expect display off", "timeout 60", "pause 0",
-                             "expect gain 31", "kill", "kill INT", "disptype unset", "disptype 1 3", "expect quiet"}) {
+    for (const char* good :
+         {"press Hp_Detect", "turn Rear -5 1", "wait led red:t1 255", "wait output \"Power LED\" 1",
+          "wait output 105 0", "wait frame", "wait frame 3", "wait exit", "expect exit 255",
+          "expect display off", "timeout 60", "pause 0", "expect gain 31", "kill", "kill INT",
+          "disptype unset", "disptype 1 3", "expect quiet"}) {
         EXPECT_EQ(errorOf(good), "") << good;
     }
 }
