@@ -45,25 +45,26 @@ std::vector<std::string> makeScene() {
 
 constexpr const char* kFontFile = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 
-// Fonts are found in the folder font/ of the working directory: makes one for the time of the loading.
-font_t* loadFont() {
+// Loads the scalable font. Fonts are found in the folder font/ of the working directory: makes one for the
+// time of the loading.
+void loadFont(BenchPanel& panel) {
     namespace fs = std::filesystem;
-    const fs::path before = fs::current_path();
-    std::string folder = fs::temp_directory_path() / "bench.XXXXXX";
-    font_t* font = nullptr;
-    if (mkdtemp(folder.data()) != nullptr) {
-        fs::create_directory(folder + "/font");
-        fs::create_symlink(kFontFile, folder + "/font/sans.ttf");
-        fs::current_path(folder);
-        font = Fnt_Get("ft:sans.ttf:24px");
-        fs::current_path(before);
-        fs::remove_all(folder);
-    }
-    if (font == nullptr) {
-        std::fprintf(stderr, "cannot load %s: scripts/setup.sh test installs it\n", kFontFile);
+    if (!fs::exists(kFontFile)) {
+        std::fprintf(stderr, "no %s: scripts/setup.sh test installs it\n", kFontFile);
         std::exit(2);
     }
-    return font;
+    const fs::path before = fs::current_path();
+    std::string folder = fs::temp_directory_path() / "bench.XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) {
+        std::perror(folder.c_str());
+        std::exit(2);
+    }
+    fs::create_directory(folder + "/font");
+    fs::create_symlink(kFontFile, folder + "/font/sans.ttf");
+    fs::current_path(folder);
+    panel.run("ufont sans.ttf");
+    fs::current_path(before);
+    fs::remove_all(folder);
 }
 
 // The live screen of the panel test with every key pressed and every light lit, command by command as the
@@ -131,8 +132,10 @@ const std::vector<Operation> kOperations = {
     {"rect", "a filled rectangle of 40 x 20",
      [](BenchPanel& panel) { panel.run("rect 0 10 10 40 20 white red"); }},
     {"line", "a diagonal of 60 pixels", [](BenchPanel& panel) { panel.run("line 0 0 0 60 60 white"); }},
-    {"utext", "20 characters of a scalable font at 24 px",
-     [](BenchPanel& panel) { panel.scalableText("Channel 12, Volume 9"); }},
+    {"utext", "20 characters of a scalable font at 24 px, all on the display",
+     [](BenchPanel& panel) { panel.run("utext 1 'Channel 12, Volume 9' white 3 0 0 5"); }},
+    {"utextfit", "the same, fitted to the panel",
+     [](BenchPanel& panel) { panel.run("utext 0 'Channel 12, Volume 9' white"); }},
     {"bmp8", "a bitmap of 96 x 64 with a palette",
      [](BenchPanel& panel) { panel.drawBitmap(8, ETH_NO_TRANSPARENCY); }},
     {"bmp24", "a bitmap of 96 x 64 with 24 bits a pixel",
@@ -153,10 +156,11 @@ const std::vector<Operation> kOperations = {
 
 BenchPanel::BenchPanel()
     : m_mask(makeMask()),
-      m_shape(VelaGraphics::Position(), VelaGraphics::Size(kShapeSide, kShapeSide), m_mask.data()),
-      m_font(loadFont()) {
+      m_shape(VelaGraphics::Position(), VelaGraphics::Size(kShapeSide, kShapeSide), m_mask.data()) {
     m_display.onChange([](void* panel) { static_cast<BenchPanel*>(panel)->pack(); }, this);
     run("font 0 F9x5m");
+    loadFont(*this);
+    run("vdisp 1 320 64");
     m_shape.setFg(VelaGraphics::Pixel(0xFFFFFFFF));
     for (const char* word : kWords) {
         m_words.Set(word, 1);
@@ -168,17 +172,6 @@ BenchPanel::BenchPanel()
 
 void BenchPanel::lookUp() {
     m_words.Find("text", m_found);
-}
-
-void BenchPanel::scalableText(const char* utf8) {
-    constexpr unsigned int kFlags = 181;  // centred both ways, lines, wrapping, and the bit that utext sets
-    const unsigned char white[] = {255, 255, 255, 0};
-    image_t image = {};
-    image.w = m_wideDisplay.width();
-    image.h = m_wideDisplay.height();
-    image.stride = image.w * static_cast<int>(sizeof(VelaGraphics::Pixel));
-    image.data = reinterpret_cast<unsigned char*>(m_wideDisplay.vdbufNC());
-    Fnt_RenderText(&image, nullptr, m_font.get(), utf8, white, 0, kFlags);
 }
 
 void BenchPanel::drawBitmap(int depth, VelaGraphics::ETranparencyHandling handling) {

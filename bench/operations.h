@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "freetype/gui_fnt.h"
 #include "graphics/GrBmp.h"
 #include "graphics/GrShape.h"
 #include "graphics/GraphicsCommandProcessor.h"
@@ -26,9 +25,6 @@ public:
     void pack();
     // Finds one word of a dictionary as large as that of the commands.
     void lookUp();
-    // Draws a line in the middle of a display on which all of it shows, in DejaVu Sans at 24 px with the
-    // placement of utext.
-    void scalableText(const char* utf8);
     // Draws a bitmap as large as the display, of 8, 24 or 32 bits a pixel.
     void drawBitmap(int depth, VelaGraphics::ETranparencyHandling handling);
     // The packed bytes, so that nobody can leave the work out.
@@ -43,12 +39,6 @@ private:
     VelaGraphics::Shape m_shape;
     StrDict3<int> m_words;
     int m_found = 0;
-
-    struct FontCloser {
-        void operator()(font_t* font) const { Fnt_CloseFont(font); }
-    };
-    std::unique_ptr<font_t, FontCloser> m_font;
-    VelaGraphics::VirtualDisplay m_wideDisplay{320, 64};
     VelaGraphics::Bmp m_bitmaps[3];  // of 8, 24 and 32 bits a pixel
 };
 

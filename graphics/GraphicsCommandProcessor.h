@@ -18,6 +18,9 @@
 // the text formatted like printf and not escaped, and flushes standard output.
 [[gnu::format(printf, 1, 2)]] void error(const char* fmt, ...);
 
+// Its commands stand in three files: text in GraphicsTextCommands.cpp, shapes and bitmaps in
+// GraphicsImageCommands.cpp, all others with the grammar in GraphicsCommandProcessor.cpp.
+//
 // A line is a command word and its arguments, separated by white space. A fault in a line is reported by
 // exactly one error() and the line has no other effect; text after the last argument that a command reads is
 // ignored. Nothing in the language ends the process. One thread, no locks.
@@ -72,6 +75,7 @@ private:
     static const Command kCommands[];
 
     static constexpr int kFontSlots = 10;
+    static constexpr std::uint32_t kTokenCapacity = 64;  // bytes: most names and texts need no growth
 
     // What a text command reads before it draws.
     struct TextJob;

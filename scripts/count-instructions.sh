@@ -12,6 +12,7 @@ test   120000
 pack     8000
 text     5000
 utext   60000
+utextfit 60000
 rect        -
 line        -
 bmp8      80000
