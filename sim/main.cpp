@@ -1,12 +1,14 @@
 // beltpack_sim: runs a program on an emulated front panel. See docs/simulator.md.
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 
 #include "sim/program/Options.h"
 #include "sim/program/Pictures.h"
 #include "sim/program/Session.h"
 #include "sim/script/ScriptParser.h"
 #include "sim/script/ScriptRunner.h"
+#include "sim/view/LinePrinter.h"
 
 namespace {
 
@@ -31,7 +33,14 @@ sim::SessionOptions sessionOptions(const sim::Options& options) {
     }
     session.shim = folder / kShim;
     session.piped = !options.script.empty();
+    session.daemon = options.daemon;
     return session;
+}
+
+void addViews(sim::Session& session, const sim::Options& options) {
+    if (options.lines) {
+        session.add(std::make_unique<sim::LinePrinter>());
+    }
 }
 
 int runCommand(sim::Session& session) {
@@ -60,11 +69,13 @@ int run(const sim::Options& options, const sim::Script& script) {
     if (options.trace) {
         session.log().trace();
     }
+    addViews(session, options);
     const std::string error = session.prepare();
     if (!error.empty()) {
         return complain(error);
     }
     const int status = options.script.empty() ? runCommand(session) : runScript(session, script, options);
+    session.finish();
     if (!options.screenshot.empty() &&
         !sim::savePicture(options.screenshot, session.panel().oled.lastFrame(), options.scale)) {
         complain("cannot write " + options.screenshot);

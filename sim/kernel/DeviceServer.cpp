@@ -28,7 +28,7 @@ std::vector<std::string> splitTransfers(std::string_view payload) {
 }  // namespace
 
 DeviceServer::DeviceServer(EventLoop& loop, Panel& panel, EventLog& log)
-    : m_tree(panel), m_files(loop), m_log(log) {
+    : m_listeners(panel.listeners()), m_tree(panel), m_files(loop), m_log(log) {
     panel.listen(*this);
 }
 
@@ -196,6 +196,7 @@ bool DeviceServer::unplug(const std::string& path) {
     m_unplugged.insert(path);
     m_files.abandon(*node);
     m_log.event("unplug", path);
+    m_listeners.onPlug(path, false);
     return true;
 }
 
@@ -205,6 +206,7 @@ bool DeviceServer::plug(const std::string& path) {
     }
     m_unplugged.erase(path);
     m_log.event("plug", path);
+    m_listeners.onPlug(path, true);
     return true;
 }
 

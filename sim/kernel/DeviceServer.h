@@ -1,6 +1,7 @@
 // Stands in for the kernel: carries out the calls that processes make on the panel's files.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <set>
 #include <string>
@@ -22,12 +23,14 @@ namespace sim {
 struct Request {
     beltpack_request head{};
     std::string payload;
+    std::array<UniqueFd, 2> fds;  // BELTPACK_TAP: the process's own
 };
 struct Reply {
     Result result;
     beltpack_kind kind{};
     std::uint32_t slot = 0;
-    UniqueFd fd;  // for the process
+    UniqueFd fd;        // for the process
+    UniqueFd outputFd;  // BELTPACK_TAP: the second one
 };
 
 // Calls are carried out, and logged, in the order in which they come. Every call first meets the ordered
@@ -41,7 +44,7 @@ public:
 
     void order(const Fault& fault) { m_faults.add(fault); }
     // The device is gone: opening it gives ENOENT, calls on files that are open on it ENODEV, for good.
-    // False: there is no such path.
+    // False: there is no such path. Listeners of the panel are told.
     bool unplug(const std::string& path);
     // It is back, for new opens.
     bool plug(const std::string& path);
@@ -64,6 +67,7 @@ private:
     void logNews();
     void deliver(OpenFile& file, const std::vector<InputEvent>& events);
 
+    PanelListener& m_listeners;  // the panel's
     DeviceTree m_tree;
     OpenFiles m_files;
     FaultTable m_faults;

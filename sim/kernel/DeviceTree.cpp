@@ -1,21 +1,13 @@
 #include "sim/kernel/DeviceTree.h"
 
+#include <utility>
+
 #include "sim/kernel/InputNode.h"
 #include "sim/kernel/KernelText.h"
-#include "sim/kernel/SpiNode.h"
+#include "sim/panel/DevicePaths.h"
 
 namespace sim {
 namespace {
-
-constexpr struct {
-    const char* path;
-    InputDevice device;
-} kInputs[] = {
-    {"/dev/input/event1", InputDevice::Left},
-    {"/dev/input/event2", InputDevice::Right},
-    {"/dev/input/event3", InputDevice::Rear},
-    {"/dev/input/event4", InputDevice::Keys},
-};
 
 constexpr int kLastGpio = 255;
 constexpr char kGpioFolder[] = "/sys/class/gpio/";
@@ -83,20 +75,26 @@ void DeviceTree::addAttribute(const std::string& path, AttributeOperations opera
 }
 
 void DeviceTree::addInputs(const Panel& panel) {
-    for (const auto& input : kInputs) {
-        add(std::make_unique<InputNode>(input.path, input.device, panel.inputs));
+    for (std::size_t index = 0; index < kInputDeviceCount; ++index) {
+        add(std::make_unique<InputNode>(std::string(kDevicePaths[index]), static_cast<InputDevice>(index),
+                                        panel.inputs));
     }
 }
 
 void DeviceTree::addBuses(Panel& panel) {
-    add(std::make_unique<SpiNode>("/dev/spidev3.0", [&panel](std::string_view bytes) {
-        panel.oled.command(octets(bytes), bytes.size());
-    }));
-    add(std::make_unique<SpiNode>("/dev/spidev3.1", [&panel](std::string_view bytes) {
-        panel.oled.data(octets(bytes), bytes.size());
-    }));
-    add(std::make_unique<SpiNode>("/dev/spidev4.0", [&panel](std::string_view bytes) {
-        panel.micGain.transfer(octets(bytes), bytes.size());
+    addBus(panel, kDisplayCommandBus,
+           [&panel](std::string_view bytes) { panel.oled.command(octets(bytes), bytes.size()); });
+    addBus(panel, kDisplayDataBus,
+           [&panel](std::string_view bytes) { panel.oled.data(octets(bytes), bytes.size()); });
+    addBus(panel, kMicGainBus,
+           [&panel](std::string_view bytes) { panel.micGain.transfer(octets(bytes), bytes.size()); });
+}
+
+void DeviceTree::addBus(Panel& panel, std::size_t index, SpiNode::Chip chip) {
+    const std::string path(kDevicePaths[index]);
+    add(std::make_unique<SpiNode>(path, [&panel, path, chip = std::move(chip)](std::string_view bytes) {
+        panel.listeners().onTransfer(path, bytes);
+        chip(bytes);
     }));
 }
 

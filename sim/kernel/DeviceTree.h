@@ -1,12 +1,14 @@
 // The device files of the panel.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "sim/kernel/AttributeNode.h"
 #include "sim/kernel/DeviceNode.h"
+#include "sim/kernel/SpiNode.h"
 #include "sim/panel/Panel.h"
 
 namespace sim {
@@ -30,6 +32,8 @@ private:
     void addAttribute(const std::string& path, AttributeOperations operations);
     void addInputs(const Panel& panel);
     void addBuses(Panel& panel);
+    // index: in kDevicePaths.
+    void addBus(Panel& panel, std::size_t index, SpiNode::Chip chip);
     void addLed(LedModel& leds, std::size_t index);
     void addGpioExports(GpioModel& gpio);
     void addGpioLine(GpioModel& gpio, int number);

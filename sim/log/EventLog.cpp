@@ -11,6 +11,12 @@ bool EventLog::writeTo(const std::string& file) {
     return m_file.is_open();
 }
 
+double EventLog::milliseconds() const {
+    const auto elapsed = std::chrono::steady_clock::now() - m_start;
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count();
+    return static_cast<double>(microseconds) / 1000.0;
+}
+
 void EventLog::add(const std::string& text, nlohmann::ordered_json object) {
     if (m_keep) {
         m_texts.push_back(text);
@@ -19,9 +25,7 @@ void EventLog::add(const std::string& text, nlohmann::ordered_json object) {
         std::cerr << text << '\n';
     }
     if (m_file.is_open()) {
-        const auto elapsed = std::chrono::steady_clock::now() - m_start;
-        const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count();
-        object["ms"] = static_cast<double>(microseconds) / 1000.0;
+        object["ms"] = milliseconds();
         using Json = nlohmann::ordered_json;
         m_file << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
     }

@@ -26,6 +26,9 @@ public:
     // characters.
     void add(const std::string& text, nlohmann::ordered_json object);
 
+    // Since the log was made.
+    [[nodiscard]] double milliseconds() const;
+
     // The kept texts, oldest first.
     [[nodiscard]] const std::vector<std::string>& texts() const { return m_texts; }
 

@@ -6,16 +6,12 @@
 
 namespace sim {
 
-namespace {
-
-constexpr std::array<GpioModel::Line, 4> kPowerOn = {{
+const std::array<GpioModel::Line, GpioModel::kLineCount> GpioModel::kPowerOn = {{
     {254, "Power LED", 0},
     {9, "Vibration Motor", 0},
     {105, "Mic ADC Reset_N", 1},
     {GpioModel::kDisplayReset, "OLED Display Reset_N", 1},
 }};
-
-}  // namespace
 
 GpioModel::GpioModel(PanelListener& listener) : m_listener(listener), m_lines(kPowerOn) {}
 

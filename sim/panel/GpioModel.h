@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -19,6 +20,8 @@ public:
         bool exported = false;
     };
     static constexpr int kDisplayReset = 255;  // low holds the display's controller in reset
+    static constexpr std::size_t kLineCount = 4;
+    static const std::array<Line, kLineCount> kPowerOn;
 
     // The listener is not owned.
     explicit GpioModel(PanelListener& listener);
@@ -26,6 +29,8 @@ public:
     // The number of the line with this name, or with this number in decimal.
     [[nodiscard]] static std::optional<int> numberOf(std::string_view nameOrNumber);
 
+    // In the order of kPowerOn.
+    [[nodiscard]] const std::array<Line, kLineCount>& lines() const { return m_lines; }
     // nullptr: no such line.
     [[nodiscard]] const Line* line(int number) const;
 
@@ -43,7 +48,7 @@ private:
     void drive(Line& line, int level);
 
     PanelListener& m_listener;
-    std::array<Line, 4> m_lines;
+    std::array<Line, kLineCount> m_lines;
 };
 
 }  // namespace sim

@@ -19,6 +19,8 @@ public:
     // In the order of InputDevice.
     static constexpr std::array<std::string_view, 3> kEncoderNames = {"Left", "Right", "Rear"};
 
+    static constexpr int kMaxDetents = 10000;  // of one turn, either way: for those who check
+
     // The listener is not owned.
     explicit InputModel(PanelListener& listener) : m_listener(listener) {}
 

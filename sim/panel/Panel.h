@@ -21,6 +21,8 @@ public:
 
     // The listener is not owned and must outlive the panel's use.
     void listen(PanelListener& listener) { m_listeners.add(listener); }
+    // Tells all of them: for those who know of devices and programs.
+    [[nodiscard]] PanelListener& listeners() { return m_listeners; }
 
 private:
     // The display's reset line is one of the outputs.

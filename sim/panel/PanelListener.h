@@ -1,10 +1,11 @@
-// Who watches the panel: views, recordings and the device drivers derive from PanelListener and override what
-// they care about.
+// Who watches the panel, its buses, and the program on it: views, recordings and the device drivers derive
+// from PanelListener and override what they care about.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sim/panel/Picture.h"
@@ -42,6 +43,24 @@ public:
     virtual void onInput(InputDevice device, const std::vector<InputEvent>& events) {
         (void)device, (void)events;
     }
+
+    // ---- The devices ----
+
+    // One transfer that a bus took, told before it reaches the chip. path: one of kDevicePaths.
+    virtual void onTransfer(const std::string& path, std::string_view bytes) { (void)path, (void)bytes; }
+    // A file of the panel is gone, or back.
+    virtual void onPlug(const std::string& path, bool plugged) { (void)path, (void)plugged; }
+
+    // ---- The program ----
+
+    // A whole line that went into, or came out of, the daemon, without its line feed and cut behind 4096
+    // bytes. Told as it is passed on, so that an answer comes behind its command.
+    virtual void onLineIn(const std::string& text) { (void)text; }
+    virtual void onLineOut(const std::string& text) { (void)text; }
+    // The simulator's command: the daemon, or a controller that starts it. status: the exit status, or
+    // 128 + n when signal n ended it.
+    virtual void onStart(const std::string& command) { (void)command; }
+    virtual void onExit(int status) { (void)status; }
 };
 
 // Tells every listener that was added, in the order of adding. Does not own them.
@@ -72,6 +91,24 @@ public:
     }
     void onInput(InputDevice device, const std::vector<InputEvent>& events) override {
         tell([&](PanelListener& to) { to.onInput(device, events); });
+    }
+    void onTransfer(const std::string& path, std::string_view bytes) override {
+        tell([&](PanelListener& to) { to.onTransfer(path, bytes); });
+    }
+    void onPlug(const std::string& path, bool plugged) override {
+        tell([&](PanelListener& to) { to.onPlug(path, plugged); });
+    }
+    void onLineIn(const std::string& text) override {
+        tell([&](PanelListener& to) { to.onLineIn(text); });
+    }
+    void onLineOut(const std::string& text) override {
+        tell([&](PanelListener& to) { to.onLineOut(text); });
+    }
+    void onStart(const std::string& command) override {
+        tell([&](PanelListener& to) { to.onStart(command); });
+    }
+    void onExit(int status) override {
+        tell([&](PanelListener& to) { to.onExit(status); });
     }
 
 private:

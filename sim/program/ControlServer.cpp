@@ -30,24 +30,62 @@ bool sameUser(int fd) {
     return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == ::getuid();
 }
 
+constexpr std::size_t kMostPassed = 2;  // descriptors with one packet
+
+// Room for the descriptors that go with a packet.
+union Passed {
+    cmsghdr header;
+    std::array<char, CMSG_SPACE(kMostPassed * sizeof(int))> room;
+};
+
 enum class Arrival { Request, Nothing, End };
+
+void takePassed(msghdr& message, std::array<UniqueFd, kMostPassed>& fds) {
+    const cmsghdr* passed = CMSG_FIRSTHDR(&message);
+    if (passed == nullptr || passed->cmsg_level != SOL_SOCKET || passed->cmsg_type != SCM_RIGHTS) {
+        return;
+    }
+    const std::size_t count = (passed->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+    std::array<int, kMostPassed> numbers{};
+    std::memcpy(numbers.data(), CMSG_DATA(passed), count * sizeof(int));
+    for (std::size_t i = 0; i < count; ++i) {
+        fds[i] = UniqueFd(numbers[i]);
+    }
+}
 
 Arrival receive(int fd, Request& request) {
     request.payload.resize(BELTPACK_PAYLOAD_LIMIT);
+    request.fds = {};
     std::array<iovec, 2> parts = {
         {{&request.head, sizeof request.head}, {request.payload.data(), request.payload.size()}}};
+    Passed passed{};
     msghdr message{};
     message.msg_iov = parts.data();
     message.msg_iovlen = parts.size();
-    const ssize_t length = ::recvmsg(fd, &message, MSG_DONTWAIT);
+    message.msg_control = &passed;
+    message.msg_controllen = sizeof passed;
+    const ssize_t length = ::recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (length < 0 && errno == EAGAIN) {
         return Arrival::Nothing;
     }
     if (length < static_cast<ssize_t>(sizeof request.head)) {
         return Arrival::End;
     }
+    takePassed(message, request.fds);
     request.payload.resize(static_cast<std::size_t>(length) - sizeof request.head);
     return Arrival::Request;
+}
+
+void putPassed(msghdr& message, Passed& passed, const Reply& reply) {
+    const std::array<int, kMostPassed> numbers = {reply.fd.get(), reply.outputFd.get()};
+    const std::size_t size = (reply.outputFd.valid() ? 2 : 1) * sizeof(int);
+    message.msg_control = &passed;
+    message.msg_controllen = CMSG_SPACE(size);
+    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(size);
+    std::memcpy(CMSG_DATA(header), numbers.data(), size);
 }
 
 bool send(int fd, Reply& reply) {
@@ -62,16 +100,9 @@ bool send(int fd, Reply& reply) {
     msghdr message{};
     message.msg_iov = parts.data();
     message.msg_iovlen = parts.size();
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> room{};
+    Passed passed{};
     if (reply.fd.valid()) {
-        message.msg_control = room.data();
-        message.msg_controllen = room.size();
-        cmsghdr* passed = CMSG_FIRSTHDR(&message);
-        passed->cmsg_level = SOL_SOCKET;
-        passed->cmsg_type = SCM_RIGHTS;
-        passed->cmsg_len = CMSG_LEN(sizeof(int));
-        const int number = reply.fd.get();
-        std::memcpy(CMSG_DATA(passed), &number, sizeof number);
+        putPassed(message, passed, reply);
     }
     return ::sendmsg(fd, &message, MSG_NOSIGNAL) >= 0;
 }

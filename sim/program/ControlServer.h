@@ -14,7 +14,7 @@ namespace sim {
 // Any number of processes of the same user may be connected at once; each has one call under way at most.
 class ControlServer {
 public:
-    using Answer = std::function<Reply(const Request&)>;
+    using Answer = std::function<Reply(Request&)>;
 
     // The loop is not owned; answer carries out each request.
     ControlServer(EventLoop& loop, Answer answer);

@@ -29,6 +29,9 @@ void describe(CLI::App& app, Options& options) {
         ->check(CLI::Range(1, 32));
     app.add_option("--log", options.log, "Write what happens as JSON objects, one a line");
     app.add_flag("--trace", options.trace, "Show what happens on standard error");
+    app.add_flag("--lines", options.lines, "Show the daemon's lines, in and out, on standard error");
+    app.add_option("--daemon", options.daemon,
+                   "Name of the program whose lines are looked at (default: beltpack_fpui)");
     app.add_option("--script", options.script, "Play a scripted session")->check(CLI::ExistingFile);
     app.add_option("--timeout", options.timeout, "Longest wait of a script, in seconds (default: 10)")
         ->check(CLI::Range(1, 3600));

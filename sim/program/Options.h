@@ -8,18 +8,20 @@
 namespace sim {
 
 struct Options {
-    int panel = 0;                        // --panel
-    std::optional<std::string> disptype;  // --disptype; none: as the panel that is fitted
-    int disptypeStatus = 0;               // --disptype-status
-    std::string screenshot;               // --screenshot; empty: none
-    unsigned scale = 4;                   // --scale
-    std::string log;                      // --log; empty: none
-    bool trace = false;                   // --trace
-    std::string script;                   // --script; empty: none
-    int timeout = 10;                     // --timeout, seconds
-    std::string artifacts = ".";          // --artifacts
-    bool updatePictures = false;          // --update-pictures
-    std::vector<std::string> command;     // behind "--"; empty: the daemon beside the simulator
+    int panel = 0;                         // --panel
+    std::optional<std::string> disptype;   // --disptype; none: as the panel that is fitted
+    int disptypeStatus = 0;                // --disptype-status
+    std::string screenshot;                // --screenshot; empty: none
+    unsigned scale = 4;                    // --scale
+    std::string log;                       // --log; empty: none
+    bool trace = false;                    // --trace
+    bool lines = false;                    // --lines
+    std::string daemon = "beltpack_fpui";  // --daemon
+    std::string script;                    // --script; empty: none
+    int timeout = 10;                      // --timeout, seconds
+    std::string artifacts = ".";           // --artifacts
+    bool updatePictures = false;           // --update-pictures
+    std::vector<std::string> command;      // behind "--"; empty: the daemon beside the simulator
 };
 
 // Reads the command line into the options. Nothing, or the exit status of a program that is done: 0 after

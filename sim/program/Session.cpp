@@ -52,15 +52,23 @@ std::string commandLine(const std::vector<std::string>& words) {
 
 Session::Session(SessionOptions options)
     : m_options(std::move(options)),
+      m_pipeIsTheDaemons(m_options.piped &&
+                         std::filesystem::path(m_options.command.front()).filename() == m_options.daemon),
       m_panel(m_options.variant),
       m_devices(m_loop, m_panel, m_log),
-      m_control(m_loop, [this](const Request& request) { return m_devices.handle(request); }) {}
+      m_control(m_loop, [this](Request& request) { return answer(request); }),
+      m_input(m_child.input(), [this](const std::string& text) { tellLineIn(text); }),
+      m_linesOut([this](const std::string& text) { tellLineOut(text); }),
+      m_taps(m_loop, m_panel.listeners()),
+      m_controls(m_panel, m_devices, [this](const std::string& text) { return sendLine(text); }),
+      m_views(m_loop, m_panel, m_controls, m_options.variant, [this] { return m_log.milliseconds(); }) {}
 
 Session::~Session() {
     if (m_running) {
         kill();
     }
     killLeftBehind();
+    m_views.stop();
 }
 
 std::string Session::prepare() {
@@ -73,7 +81,17 @@ std::string Session::prepare() {
     if (!m_boot.valid() || !m_boot.answer(m_options.boot)) {
         return std::string("cannot make a temporary folder: ") + std::strerror(errno);
     }
-    return {};
+    return m_views.start();
+}
+
+bool Session::serve(int milliseconds) {
+    const bool happened = m_loop.runOnce(milliseconds);
+    m_views.afterRound();
+    return happened;
+}
+
+Reply Session::answer(Request& request) {
+    return request.head.operation == BELTPACK_TAP ? m_taps.open(request) : m_devices.handle(request);
 }
 
 bool Session::watchSignals() {
@@ -107,6 +125,7 @@ void Session::takeSignal() {
 void Session::passOn(int signal) {
     const int passed = m_interruption != 0 ? SIGKILL : signal;
     m_interruption = signal;
+    ++m_interruptions;
     if (m_running) {
         sendSignal(passed);
     }
@@ -123,12 +142,15 @@ void Session::reapChildren() {
 
 void Session::noteExit(int waitStatus) {
     relayOutput();  // what it wrote last is still in the pipe
+    m_linesOut.end();
+    m_taps.pump();
     m_loop.unwatch(m_child.output().get());
     m_child.output().reset();
     m_child.input().reset();
     m_running = false;
     m_exitStatus = WIFSIGNALED(waitStatus) ? kSignalExit + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
     m_records.event("exit", std::to_string(*m_exitStatus));
+    m_panel.listeners().onExit(*m_exitStatus);
 }
 
 Launch Session::launchOf(const std::vector<std::string>& arguments) const {
@@ -139,13 +161,20 @@ Launch Session::launchOf(const std::vector<std::string>& arguments) const {
                           {"PATH", prepended("PATH", m_boot.folder())},
                           {BELTPACK_SOCKET_VARIABLE, m_control.name()}};
     launch.piped = m_options.piped;
+    if (m_views.wantLines() && !m_pipeIsTheDaemons) {
+        launch.environment.emplace_back(BELTPACK_TAP_VARIABLE, m_options.daemon);
+    } else if (std::getenv(BELTPACK_TAP_VARIABLE) != nullptr) {
+        launch.environment.emplace_back(BELTPACK_TAP_VARIABLE, "");  // another simulator's
+    }
     return launch;
 }
 
 bool Session::start(const std::vector<std::string>& arguments) {
     const Launch launch = launchOf(arguments);
     m_records.event("start", commandLine(launch.arguments));
+    m_panel.listeners().onStart(commandLine(launch.arguments));
     m_exitStatus.reset();
+    m_input.restart();
     m_running = m_child.start(launch);
     if (m_running && launch.piped) {
         m_loop.watch(m_child.output().get(), EPOLLIN, [this](std::uint32_t) { relayOutput(); });
@@ -158,20 +187,45 @@ void Session::relayOutput() {
     ssize_t length = 0;
     while ((length = ::read(m_child.output().get(), buffer.data(), buffer.size())) > 0) {
         const std::string_view bytes(buffer.data(), static_cast<std::size_t>(length));
-        writeAll(STDOUT_FILENO, bytes);
+        if (m_options.echo) {
+            writeAll(STDOUT_FILENO, bytes);
+        }
         m_output.append(bytes);
+        m_linesOut.append(bytes);
     }
     if (length == 0) {
         m_loop.unwatch(m_child.output().get());
     }
 }
 
-long Session::writeInput(std::string_view bytes) {
-    const ssize_t written = ::write(m_child.input().get(), bytes.data(), bytes.size());
-    if (written < 0) {
-        return errno == EAGAIN ? 0 : -1;
+// ---- Lines ----
+
+// A pipe to or from a controller carries lines of its own, not the daemon's.
+void Session::tellLineIn(const std::string& text) {
+    if (m_pipeIsTheDaemons) {
+        m_panel.listeners().onLineIn(text);
     }
-    return written;
+}
+
+void Session::tellLineOut(const std::string& text) {
+    if (m_pipeIsTheDaemons) {
+        m_panel.listeners().onLineOut(text);
+    }
+}
+
+std::string Session::sendLine(const std::string& text) {
+    return m_pipeIsTheDaemons ? m_input.sendLine(text + '\n') : m_taps.sendLine(text + '\n');
+}
+
+// ---- The end ----
+
+void Session::finish() {
+    killLeftBehind();
+    const unsigned before = m_interruptions;
+    m_taps.pump();
+    while (m_taps.delivering() && m_interruptions == before) {
+        serve(-1);
+    }
 }
 
 void Session::sendSignal(int signal) {

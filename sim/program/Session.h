@@ -14,6 +14,11 @@
 #include "sim/program/ChildProcess.h"
 #include "sim/program/ControlServer.h"
 #include "sim/program/LineQueue.h"
+#include "sim/program/LineTap.h"
+#include "sim/program/PipedInput.h"
+#include "sim/view/Controls.h"
+#include "sim/view/View.h"
+#include "sim/view/Views.h"
 
 namespace sim {
 
@@ -23,6 +28,8 @@ struct SessionOptions {
     std::vector<std::string> command;  // the program and its first arguments
     std::string shim;                  // path of the preload shim
     bool piped = false;                // feed the program's input and read its output, else leave them alone
+    bool echo = true;                  // piped: its output goes to standard output too
+    std::string daemon;                // name, without its folder, of the program whose lines are told
 };
 
 // Runs one program at a time, any number in turn; the panel keeps its state in between. Programs that those
@@ -37,7 +44,10 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Makes socket, signals and stub ready. An error text, or an empty one.
+    // Takes a view, before prepare starts them all. Views stop with the session.
+    void add(std::unique_ptr<View> view) { m_views.add(std::move(view)); }
+
+    // Makes socket, signals, stub and views ready. An error text, or an empty one.
     [[nodiscard]] std::string prepare();
 
     // Starts the program, with these arguments behind those of the command. False: no process could be made.
@@ -50,23 +60,32 @@ public:
 
     // Serves devices and program for up to so many milliseconds (-1: no limit), or until something has
     // happened. False: nothing has.
-    bool serve(int milliseconds) { return m_loop.runOnce(milliseconds); }
+    bool serve(int milliseconds);
 
-    // Hands as much to the program's input, in one write, as the pipe takes now: 0 when it is full, -1 when
-    // it is closed.
-    [[nodiscard]] long writeInput(std::string_view bytes);
-    void closeInput() { m_child.input().reset(); }
+    // Piped: hands as much to the program's input, in one write, as the pipe takes now: 0 when it is full, -1
+    // when it is closed.
+    [[nodiscard]] long writeInput(std::string_view bytes) { return m_input.write(bytes); }
+    void closeInput() { m_input.close(); }
 
     void kill();                  // the running program, and waits for its end
     void sendSignal(int signal);  // to the running program
 
+    // After the last program: ends what it has left behind, and serves until all that tapped daemons wrote is
+    // delivered, or a signal comes.
+    void finish();
+
     [[nodiscard]] Panel& panel() { return m_panel; }
     [[nodiscard]] DeviceServer& devices() { return m_devices; }
+    [[nodiscard]] Controls& controls() { return m_controls; }
     [[nodiscard]] EventLog& log() { return m_log; }
     [[nodiscard]] const BootEnvironment& boot() const { return m_boot; }
     [[nodiscard]] const LineQueue& output() const { return m_output; }
 
 private:
+    [[nodiscard]] Reply answer(Request& request);
+    void tellLineIn(const std::string& text);
+    void tellLineOut(const std::string& text);
+    [[nodiscard]] std::string sendLine(const std::string& text);
     [[nodiscard]] bool watchSignals();
     void takeSignal();
     void passOn(int signal);
@@ -77,6 +96,7 @@ private:
     void killLeftBehind();
 
     const SessionOptions m_options;
+    const bool m_pipeIsTheDaemons;  // and not a controller's
     EventLoop m_loop;
     EventLog m_log;
     CallLog m_records{m_log};
@@ -89,7 +109,13 @@ private:
     bool m_running = false;
     std::optional<int> m_exitStatus;
     int m_interruption = 0;
+    unsigned m_interruptions = 0;  // how many signals have asked
     LineQueue m_output;
+    PipedInput m_input;
+    LineSplitter m_linesOut;  // of the piped program
+    LineTaps m_taps;
+    Controls m_controls;
+    Views m_views;
 };
 
 }  // namespace sim

@@ -112,7 +112,7 @@ bool fits(Kind kind, const std::string& text) {
         case Kind::Count:
             return isNumber(text, 0, kMaxCount);
         case Kind::Steps:
-            return isNumber(text, -kMaxCount, kMaxCount);
+            return isNumber(text, -InputModel::kMaxDetents, InputModel::kMaxDetents);
         case Kind::Switch:
             return text == "on" || text == "off";
         case Kind::Signal:

@@ -20,10 +20,6 @@ int number(const std::string& text) {
     return std::stoi(text);
 }  // the parser has checked it
 
-std::uint16_t keyOf(const Step& step) {
-    return *InputModel::keyCode(step.arguments[0]);
-}
-
 // The argument at the index, or what stands for a missing one.
 std::string argument(const Step& step, std::size_t index, const std::string& otherwise) {
     return index < step.arguments.size() ? step.arguments[index] : otherwise;
@@ -225,26 +221,27 @@ ScriptRunner::Outcome ScriptRunner::closeInput(const Step&) {
 
 // ---- Keys and encoders ----
 
+// What a person may do too; error: what the controls say.
+ScriptRunner::Outcome ScriptRunner::done(const std::string& error) {
+    return error.empty() ? std::nullopt : Outcome(Failure{kScriptError, m_step->word, error});
+}
+
 ScriptRunner::Outcome ScriptRunner::press(const Step& step) {
-    m_session.panel().inputs.press(keyOf(step));
-    return std::nullopt;
+    return done(m_session.controls().press(step.arguments[0]));
 }
 
 ScriptRunner::Outcome ScriptRunner::release(const Step& step) {
-    m_session.panel().inputs.release(keyOf(step));
-    return std::nullopt;
+    return done(m_session.controls().release(step.arguments[0]));
 }
 
 ScriptRunner::Outcome ScriptRunner::repeat(const Step& step) {
-    m_session.panel().inputs.repeat(keyOf(step));
-    return std::nullopt;
+    return done(m_session.controls().repeat(step.arguments[0]));
 }
 
 ScriptRunner::Outcome ScriptRunner::turn(const Step& step) {
     const int steps = number(step.arguments[1]);
     const int reports = number(argument(step, 2, std::to_string(std::abs(steps))));
-    m_session.panel().inputs.turn(*InputModel::encoder(step.arguments[0]), steps, reports);
-    return std::nullopt;
+    return done(m_session.controls().turn(step.arguments[0], steps, reports));
 }
 
 // ---- Lines of output ----
@@ -441,15 +438,11 @@ ScriptRunner::Outcome ScriptRunner::fault(const Step& step) {
 }
 
 ScriptRunner::Outcome ScriptRunner::unplug(const Step& step) {
-    return m_session.devices().unplug(step.arguments[0])
-               ? std::nullopt
-               : Outcome(Failure{kScriptError, "a path of the panel", step.arguments[0]});
+    return done(m_session.controls().unplug(step.arguments[0]));
 }
 
 ScriptRunner::Outcome ScriptRunner::plug(const Step& step) {
-    return m_session.devices().plug(step.arguments[0])
-               ? std::nullopt
-               : Outcome(Failure{kScriptError, "a path of the panel", step.arguments[0]});
+    return done(m_session.controls().plug(step.arguments[0]));
 }
 
 ScriptRunner::Outcome ScriptRunner::disptype(const Step& step) {

@@ -90,6 +90,7 @@ private:
     [[nodiscard]] Outcome screenshot(const Step& step);
     [[nodiscard]] Outcome timeout(const Step& step);
 
+    [[nodiscard]] Outcome done(const std::string& error);
     [[nodiscard]] Outcome startProgram(const std::vector<std::string>& arguments);
     [[nodiscard]] Outcome sendBytes(std::string_view bytes);
     // Serves until done() holds. A failure, told with what is expected, when the program has ended or the

@@ -9,6 +9,9 @@
  * panel's paths do not exist (ENOENT) and syslog goes to the system. When the simulator ends while devices
  * are open, calls on them fail with ENODEV.
  *
+ * When a second variable names the program, its standard input and output are replaced by pipes of the
+ * simulator, which passes on what goes through them.
+ *
  * Paths are compared as they are given: absolute and in their usual spelling. Built without _FORTIFY_SOURCE,
  * _FILE_OFFSET_BITS and _TIME_BITS, which would rename the functions defined here.
  */
@@ -173,7 +176,15 @@ struct exchange {
     struct iovec parts[2]; /* payload of the request: up to two pieces; request.size is their sum */
     void* answer;          /* where the reply's payload goes, may be NULL */
     size_t answer_room;    /* bytes at answer */
-    int fd;                /* the descriptor that came with the reply, or -1 */
+    const int* given;      /* descriptors that go with the request: none or DESCRIPTORS, may be NULL */
+    int fds[2];            /* the descriptors that came with the reply, or -1 */
+};
+
+enum { DESCRIPTORS = 2 };
+
+union passed_descriptors {
+    struct cmsghdr header;
+    char room[CMSG_SPACE(DESCRIPTORS * sizeof(int))];
 };
 
 static bool send_request(struct exchange* call) {
@@ -181,6 +192,15 @@ static bool send_request(struct exchange* call) {
         {.iov_base = &call->request, .iov_len = sizeof call->request}, call->parts[0], call->parts[1]};
     call->request.size = (uint32_t)(parts[1].iov_len + parts[2].iov_len);
     struct msghdr message = {.msg_iov = parts, .msg_iovlen = 3};
+    union passed_descriptors passed = {{0}};
+    if (call->given != NULL) {
+        passed.header.cmsg_len = CMSG_LEN(DESCRIPTORS * sizeof(int));
+        passed.header.cmsg_level = SOL_SOCKET;
+        passed.header.cmsg_type = SCM_RIGHTS;
+        memcpy(CMSG_DATA(&passed.header), call->given, DESCRIPTORS * sizeof(int));
+        message.msg_control = &passed;
+        message.msg_controllen = sizeof passed;
+    }
     return sendmsg(control.fd, &message, MSG_NOSIGNAL) >= 0;
 }
 
@@ -201,17 +221,14 @@ static ssize_t await_message(struct msghdr* message, int flags) {
 static bool receive_reply(struct exchange* call) {
     struct iovec parts[2] = {{.iov_base = &call->reply, .iov_len = sizeof call->reply},
                              {.iov_base = call->answer, .iov_len = call->answer_room}};
-    union {
-        struct cmsghdr header;
-        char room[CMSG_SPACE(sizeof(int))];
-    } passed;
+    union passed_descriptors passed;
     struct msghdr message = {
         .msg_iov = parts, .msg_iovlen = 2, .msg_control = &passed, .msg_controllen = sizeof passed};
     int flags = (call->request.argument & O_CLOEXEC) != 0 ? MSG_CMSG_CLOEXEC : 0;
     ssize_t length = await_message(&message, flags);
     struct cmsghdr* header = length > 0 ? CMSG_FIRSTHDR(&message) : NULL;
     if (header != NULL && header->cmsg_type == SCM_RIGHTS) {
-        memcpy(&call->fd, CMSG_DATA(header), sizeof call->fd);
+        memcpy(call->fds, CMSG_DATA(header), header->cmsg_len - CMSG_LEN(0));
     }
     return length >= (ssize_t)sizeof call->reply;
 }
@@ -221,7 +238,7 @@ static bool exchange(struct exchange* call) {
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
-    call->fd = -1;
+    call->fds[0] = call->fds[1] = -1;
     pthread_sigmask(SIG_SETMASK, &all, &before);
     lock_exchange();
     bool done = connect_control() && send_request(call) && receive_reply(call);
@@ -239,6 +256,34 @@ static int64_t remote_result(struct exchange* call) {
     }
     errno = saved;
     return call->reply.result;
+}
+
+/* ---- The tap ---- */
+
+static bool is_tapped_program(void) {
+    char path[4096];
+    const char* wanted = getenv(BELTPACK_TAP_VARIABLE);
+    ssize_t length = wanted != NULL ? readlink("/proc/self/exe", path, sizeof path - 1) : -1;
+    if (length <= 0) {
+        return false;
+    }
+    path[length] = '\0';
+    return strcmp(strrchr(path, '/') + 1, wanted) == 0;
+}
+
+/* Before the program runs, descriptors of the simulator's take the places of its standard input and output. A
+ * program that lacks one of the two keeps what it has. */
+__attribute__((constructor)) static void tap_lines(void) {
+    static const int own[DESCRIPTORS] = {STDIN_FILENO, STDOUT_FILENO};
+    struct exchange call = {.request = {.operation = BELTPACK_TAP}, .given = own};
+    ready();
+    if (socket_name[0] == '\0' || !is_tapped_program() || !exchange(&call)) {
+        return;
+    }
+    for (int i = 0; i < DESCRIPTORS && call.fds[i] >= 0; ++i) {
+        dup2(call.fds[i], own[i]);
+        close(call.fds[i]);
+    }
 }
 
 /* ---- Panel paths and open panel files ---- */
@@ -342,12 +387,12 @@ static int panel_open(const char* path, int flags) {
     if (errno != 0) {
         return -1;
     }
-    if (call.fd < 0 || !remember(call.fd, &call.reply)) {
+    if (call.fds[0] < 0 || !remember(call.fds[0], &call.reply)) {
         errno = ENODEV;
         return -1;
     }
     errno = saved;
-    return call.fd;
+    return call.fds[0];
 }
 
 /* Events come through the descriptor itself, whole ones only; the simulator is asked first, so that its

@@ -5,8 +5,9 @@
  * A connection belongs to one process (the simulator's address is an abstract Unix socket name that the
  * environment carries). A request is a beltpack_request followed by `size` bytes of payload, a reply a
  * beltpack_reply followed likewise. The reply to a successful BELTPACK_OPEN carries one descriptor
- * (SCM_RIGHTS). An open file is named by the device and inode number of that descriptor, so that copies made
- * by dup and fork, and descriptors whose number was used before, are told apart without watching close.
+ * (SCM_RIGHTS); request and reply of BELTPACK_TAP carry two each. An open file is named by the device and
+ * inode number of that descriptor, so that copies made by dup and fork, and descriptors whose number was used
+ * before, are told apart without watching close.
  */
 #pragma once
 
@@ -15,6 +16,9 @@
 
 /* Environment variable with the abstract socket's name, without the leading zero byte. */
 #define BELTPACK_SOCKET_VARIABLE "BELTPACK_SIM_SOCKET"
+/* Environment variable with the name of the program, without its folder, whose standard input and output go
+ * through the simulator; not set when nobody looks at its lines. */
+#define BELTPACK_TAP_VARIABLE "BELTPACK_SIM_TAP"
 
 enum {
     BELTPACK_BUS_LIMIT = 4096,     /* bytes: spidev's default buffer, and a page for a sysfs attribute */
@@ -35,8 +39,10 @@ enum beltpack_operation {
     BELTPACK_TRANSFER, /* SPI_IOC_MESSAGE. offset: byte total; payload: for each transfer its length as
                           uint32_t and then its bytes (no payload when the total is over the limit). Reply:
                           result */
-    BELTPACK_SYSLOG    /* argument: priority with facility; event_size: length of the identifier; payload: the
+    BELTPACK_SYSLOG,   /* argument: priority with facility; event_size: length of the identifier; payload: the
                           identifier, then the message */
+    BELTPACK_TAP       /* carries the process's descriptors 0 and 1. Reply: carries those to put in their
+                          places, in this order */
 };
 
 enum beltpack_kind { BELTPACK_INPUT = 1, BELTPACK_SPI, BELTPACK_ATTRIBUTE };
@@ -44,7 +50,7 @@ enum beltpack_kind { BELTPACK_INPUT = 1, BELTPACK_SPI, BELTPACK_ATTRIBUTE };
 struct beltpack_request {
     uint32_t operation;  /* beltpack_operation */
     uint32_t argument;   /* see the operation */
-    uint64_t device;     /* the file's st_dev; 0 for BELTPACK_OPEN and BELTPACK_SYSLOG */
+    uint64_t device;     /* the file's st_dev; 0 where no file is open */
     uint64_t inode;      /* the file's st_ino; likewise */
     int64_t offset;      /* see the operation */
     uint32_t event_size; /* BELTPACK_OPEN: the process's sizeof(struct input_event) */

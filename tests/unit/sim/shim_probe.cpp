@@ -308,6 +308,23 @@ void echo() {
     }
 }
 
+// Ends by a signal, with a line that it has written just before and one that it has not ended.
+void crash() {
+    std::printf("last\nand");
+    std::fflush(stdout);
+    signal(SIGSEGV, SIG_DFL);
+    kill(getpid(), SIGSEGV);
+}
+
+// Tells what standard input and output are.
+void tellStreams() {
+    for (const char* file : {"/proc/self/fd/0", "/proc/self/fd/1"}) {
+        std::array<char, 256> target{};
+        CHECK(readlink(file, target.data(), target.size() - 1) > 0);
+        std::fprintf(stderr, "%s\n", target.data());
+    }
+}
+
 void ends() {
     std::exit(7);
 }
@@ -349,6 +366,7 @@ constexpr struct {
     {"attributes", attributes},
     {"buses", buses},
     {"copies", copies},
+    {"crash", crash},
     {"echo", echo},
     {"ends", ends},
     {"faults", faults},
@@ -363,6 +381,7 @@ constexpr struct {
     {"reopening", reopening},
     {"simulator-death", simulatorDeath},
     {"streams", streams},
+    {"tell-streams", tellStreams},
 };
 
 }  // namespace
