@@ -3,7 +3,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-mapfile -t files < <(find app bench freetype graphics hw sim tests tools -name '*.cpp' -o -name '*.h' -o -name '*.c')
+folders=(app bench examples freetype graphics hw sim tests tools)
+mapfile -t files < <(find "${folders[@]}" -name '*.cpp' -o -name '*.h' -o -name '*.c')
 if [[ ${1:-} == --fix ]]; then
   exec clang-format-14 -i "${files[@]}"
 fi

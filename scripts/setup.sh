@@ -5,9 +5,28 @@
 # Needs root or sudo when something is missing.
 set -euo pipefail
 
-run=(cmake fonts-dejavu-core g++ libcli11-dev libfreetype-dev libpng-dev ninja-build nlohmann-json3-dev)
-test=("${run[@]}" clang-14 clang-format-14 g++-arm-linux-gnueabihf imagemagick libbenchmark-dev libgtest-dev
-  python3-pil valgrind)
+run=(
+  cmake
+  fonts-dejavu-core
+  g++
+  libcli11-dev
+  libfreetype-dev
+  libpng-dev
+  ninja-build
+  nlohmann-json3-dev
+  python3
+)
+test=(
+  "${run[@]}"
+  clang-14
+  clang-format-14
+  g++-arm-linux-gnueabihf
+  imagemagick
+  libbenchmark-dev
+  libgtest-dev
+  python3-pil
+  valgrind
+)
 
 case ${1:-} in
   run) wanted=("${run[@]}") ;;
