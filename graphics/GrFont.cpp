@@ -1,17 +1,14 @@
 #include "graphics/GrFont.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstddef>
 #include <limits>
 #include <memory>
 #include <new>
 #include <utility>
+
+#include "graphics/RegularFile.h"
 
 namespace VelaGraphics {
 namespace {
@@ -21,47 +18,6 @@ constexpr std::array<unsigned char, 4> kMagic = {'f', 'o', 'n', 't'};
 constexpr std::size_t kPreambleSize = kMagic.size() + 4;  // magic and length
 // No header, not even an invalid one, describes more than this.
 constexpr std::uint32_t kLargestDatasize = kHeadSize + 256 * (127 * 255 + 1);
-
-// Closes the descriptor that it holds.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int fd() const { return m_fd; }
-
-private:
-    int m_fd;
-};
-
-// Moves `size` bytes with read or write, which may move fewer at a time. False when that ends early.
-template <typename Call, typename Byte>
-bool moveAll(Call call, int fd, Byte* bytes, std::size_t size) {
-    while (size > 0) {
-        const ssize_t n = call(fd, bytes, size);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            return false;
-        }
-        bytes += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-bool readAll(int fd, unsigned char* bytes, std::size_t size) {
-    return moveAll(::read, fd, bytes, size);
-}
-bool writeAll(int fd, const unsigned char* bytes, std::size_t size) {
-    return moveAll(::write, fd, bytes, size);
-}
 
 std::uint32_t littleEndian(const unsigned char* p) {
     return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 |
@@ -75,12 +31,6 @@ std::array<unsigned char, kPreambleSize> preamble(std::uint32_t length) {
         bytes[i] = static_cast<unsigned char>(length);
     }
     return bytes;
-}
-
-// The bytes of a regular file; -1 for anything else.
-std::int64_t regularFileSize(int fd) {
-    struct stat st {};
-    return ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) ? std::int64_t{st.st_size} : -1;
 }
 
 template <typename Int>
@@ -247,10 +197,9 @@ bool Font::loadFromFile(const char* path) {
     if (ownsFontData) {
         release();
     }
-    const Descriptor file(path != nullptr ? ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1);
-    const std::int64_t fileSize = regularFileSize(file.fd());
+    const File file = openRegularFile(path);
     std::array<unsigned char, kPreambleSize> start;
-    if (fileSize < 0 || !readAll(file.fd(), start.data(), start.size()) ||
+    if (file == nullptr || !readAll(file.get(), start.data(), start.size()) ||
         !std::equal(kMagic.begin(), kMagic.end(), start.begin())) {
         return false;
     }
@@ -258,20 +207,20 @@ bool Font::loadFromFile(const char* path) {
     if (length < kHeadSize) {
         return false;
     }
-    if (length > kLargestDatasize || length > fileSize - static_cast<std::int64_t>(kPreambleSize)) {
+    if (length > kLargestDatasize || length + kPreambleSize > regularFileSize(file.get())) {
         release();  // as after reading too few bytes, but without room for bytes that cannot come
         return false;
     }
-    return adoptFrom(file.fd(), length);
+    return adoptFrom(file.get(), length);
 }
 
-bool Font::adoptFrom(int fd, std::uint32_t length) {
+bool Font::adoptFrom(std::FILE* file, std::uint32_t length) {
     std::unique_ptr<unsigned char[]> data(new (std::nothrow) unsigned char[length]);
     if (data == nullptr) {
         return false;
     }
     release();
-    if (!readAll(fd, data.get(), length)) {
+    if (!readAll(file, data.get(), length)) {
         return false;
     }
     m_data = data.release();
@@ -287,11 +236,15 @@ bool Font::saveToFile(const char* path) const {
     if (path == nullptr || !isValid()) {
         return false;
     }
-    const Descriptor file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666));
+    File file = createFile(path);
+    if (file == nullptr) {
+        return false;
+    }
     const unsigned size = fontDatasize();
     const auto start = preamble(size);
-    return file.fd() >= 0 && writeAll(file.fd(), start.data(), start.size()) &&
-           writeAll(file.fd(), m_data, size);
+    const bool written =
+        writeAll(file.get(), start.data(), start.size()) && writeAll(file.get(), m_data, size);
+    return finish(std::move(file)) && written;
 }
 
 // Any glyph anywhere. Apart from the usual one, which shall not pay for it.

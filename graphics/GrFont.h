@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 #include "graphics/GrBase.h"
 #include "graphics/GrDisplayBuffer.h"
@@ -142,7 +143,7 @@ private:
                       const Position& pos, Pixel fg, Pixel bg) const;
     // The rest of loading: `length` bytes of font data from the descriptor. `length` is at least the header's
     // size.
-    bool adoptFrom(int fd, std::uint32_t length);
+    bool adoptFrom(std::FILE* file, std::uint32_t length);
     // Frees owned data and empties the font.
     void release();
 };

@@ -1,8 +1,5 @@
 #include "graphics/GrShape.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -10,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "graphics/GrRaster.h"
 #include "graphics/RegularFile.h"
@@ -20,10 +18,6 @@ namespace {
 constexpr std::array<unsigned char, 4> kMagic = {'S', 'H', 'P', 'E'};
 using Head = std::array<unsigned char, kMagic.size() + 4>;  // magic, width, height
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 using Bytes = std::unique_ptr<unsigned char[]>;
 
 std::int32_t side(const Head& head, std::size_t at) {
@@ -42,8 +36,7 @@ std::size_t area(const Size& size) {
 
 // Reads the magic and both sides. False when they are not there.
 bool readHead(std::FILE* file, Head& head) {
-    return std::fread(head.data(), 1, head.size(), file) == head.size() &&
-           std::equal(kMagic.begin(), kMagic.end(), head.begin());
+    return readAll(file, head.data(), head.size()) && std::equal(kMagic.begin(), kMagic.end(), head.begin());
 }
 
 // The next `size` bytes. Null when the file has fewer, without taking memory for them, or when memory runs
@@ -53,20 +46,7 @@ Bytes readBytes(std::FILE* file, std::uint64_t fileSize, std::size_t size) {
         return nullptr;
     }
     Bytes bytes(new (std::nothrow) unsigned char[size]);
-    if (bytes != nullptr && std::fread(bytes.get(), 1, size, file) != size) {
-        return nullptr;
-    }
-    return bytes;
-}
-
-// Opens a file for writing without waiting for the reader of a FIFO. Null on failure.
-File createFile(const char* path) {
-    const int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
-    std::FILE* const file = fd >= 0 ? ::fdopen(fd, "wb") : nullptr;
-    if (fd >= 0 && file == nullptr) {
-        ::close(fd);
-    }
-    return File(file);
+    return bytes != nullptr && readAll(file, bytes.get(), size) ? std::move(bytes) : nullptr;
 }
 
 }  // namespace
@@ -104,7 +84,7 @@ void Shape::deleteData() {
 
 bool Shape::loadFromFile(const char* path) {
     deleteData();
-    const File file(openRegularFile(path));
+    const File file = openRegularFile(path);
     Head head;
     if (file == nullptr || !readHead(file.get(), head)) {
         return false;
@@ -118,7 +98,7 @@ bool Shape::loadFromFile(const char* path) {
 
 bool Shape::saveToFile(const char* path) const {
     const std::size_t count = area(sz);
-    if (path == nullptr || sz.isZero() || (mask == nullptr && count > 0)) {
+    if (sz.isZero() || (mask == nullptr && count > 0)) {
         return false;
     }
     File file = createFile(path);
@@ -129,9 +109,8 @@ bool Shape::saveToFile(const char* path) const {
     std::copy(kMagic.begin(), kMagic.end(), head.begin());
     putSide(head, 4, sz.w);
     putSide(head, 6, sz.h);
-    const bool written = std::fwrite(head.data(), 1, head.size(), file.get()) == head.size() &&
-                         (count == 0 || std::fwrite(mask, 1, count, file.get()) == count);
-    return std::fclose(file.release()) == 0 && written;  // closing writes what is buffered
+    const bool written = writeAll(file.get(), head.data(), head.size()) && writeAll(file.get(), mask, count);
+    return finish(std::move(file)) && written;
 }
 
 }  // namespace VelaGraphics

@@ -1,14 +1,12 @@
 #include "graphics/qdbmp.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "graphics/RegularFile.h"
 
@@ -32,11 +30,6 @@ constexpr const char* BMP_ERROR_STRING[BMP_ERROR_NUM] = {
 };
 
 BMP_STATUS lastError = BMP_OK;
-
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 struct ImageFree {
     void operator()(BMP* bmp) const { BMP_Free(bmp); }
@@ -76,7 +69,7 @@ bool forEachField(Header& h, Visit visit) {
 template <typename UInt>
 bool readField(std::FILE* file, UInt& field) {
     unsigned char bytes[sizeof(UInt)];
-    if (std::fread(bytes, sizeof(bytes), 1, file) != 1) {
+    if (!readAll(file, bytes, sizeof(bytes))) {
         return false;
     }
     std::uint32_t value = 0;
@@ -93,7 +86,7 @@ bool writeField(std::FILE* file, UInt field) {
     for (std::size_t i = 0; i < sizeof(UInt); ++i) {
         bytes[i] = static_cast<unsigned char>(field >> 8 * i);
     }
-    return std::fwrite(bytes, sizeof(bytes), 1, file) == 1;
+    return writeAll(file, bytes, sizeof(bytes));
 }
 
 BMP_STATUS readHeader(std::FILE* file, BMP_Header& header) {
@@ -122,13 +115,13 @@ BMP_STATUS readBlock(std::FILE* file, std::uint32_t size, std::uint64_t& left, s
     if (block == nullptr) {
         return BMP_OUT_OF_MEMORY;
     }
-    return std::fread(block, size, 1, file) == 1 ? BMP_OK : BMP_FILE_INVALID;
+    return readAll(file, block, size) ? BMP_OK : BMP_FILE_INVALID;
 }
 
 // Required, do not mend: the file is read from front to back and DataOffset is not looked at. A file with
 // further bytes before its palette or pixels is misread; the panel's pictures are made without such bytes.
 BMP_STATUS readImage(const char* path, BMP& bmp) {
-    const File file(openRegularFile(path));
+    const File file = openRegularFile(path);
     if (file == nullptr) {
         return BMP_FILE_NOT_FOUND;
     }
@@ -148,18 +141,8 @@ BMP_STATUS readImage(const char* path, BMP& bmp) {
     return readBlock(file.get(), bmp.Header.ImageDataSize, left, bmp.Data);
 }
 
-std::FILE* openForWriting(const char* path, bool truncate) {
-    const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC | (truncate ? O_TRUNC : 0);
-    const int fd = ::open(path, flags, 0666);
-    std::FILE* const file = fd >= 0 ? ::fdopen(fd, "wb") : nullptr;
-    if (file == nullptr && fd >= 0) {
-        ::close(fd);
-    }
-    return file;
-}
-
 bool writeBlock(std::FILE* file, const std::uint8_t* block, std::uint32_t size) {
-    return block == nullptr || size == 0 || std::fwrite(block, size, 1, file) == 1;
+    return block == nullptr || writeAll(file, block, size);
 }
 
 bool writeImage(std::FILE* file, const BMP& bmp) {
@@ -324,14 +307,13 @@ void BMP_WriteFile(BMP* bmp, const char* path) {
         report(BMP_INVALID_ARGUMENT);
         return;
     }
-    File file(openForWriting(path, bmp != nullptr));
+    File file = createFile(path, bmp == nullptr);
     if (file == nullptr) {
         report(BMP_FILE_NOT_FOUND);
         return;
     }
     const bool written = bmp != nullptr && writeImage(file.get(), *bmp);
-    // Closing writes what is still buffered: only then is it known to be there.
-    const bool closed = std::fclose(file.release()) == 0;
+    const bool closed = finish(std::move(file));
     report(written && closed ? BMP_OK : BMP_IO_ERROR);
 }
 
