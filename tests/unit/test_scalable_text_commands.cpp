@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -40,7 +40,7 @@ protected:
         }
     }
     ~ScalableTextTest() override {
-        std::for_each(fonts.begin(), fonts.end(), Fnt_CloseFont);
+        std::for_each(std::begin(fonts), std::end(fonts), Fnt_CloseFont);
         EXPECT_EQ(chdir(m_home), 0);
         std::free(m_home);
         EXPECT_EQ(std::system(("rm -rf " + m_folder).c_str()), 0);
@@ -86,7 +86,7 @@ protected:
         EXPECT_NE(frameOf(panel), Frame(96 * 64, 0)) << text;
     }
 
-    std::array<font_t*, kSlots> fonts{};
+    font_t* fonts[kSlots] = {};
 
 private:
     std::string m_folder;
