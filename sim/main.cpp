@@ -34,6 +34,7 @@ sim::SessionOptions sessionOptions(const sim::Options& options) {
     session.shim = folder / kShim;
     session.piped = !options.script.empty();
     session.daemon = options.daemon;
+    session.virtualTime = options.virtualTime;
     return session;
 }
 

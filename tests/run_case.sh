@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs one session of the daemon on the emulated panel and holds what came out against what the case's folder says.
-#   run_case.sh SIMULATOR CASE-FOLDER OUTPUT-FOLDER [--update]
+#   run_case.sh SIMULATOR CASE-FOLDER OUTPUT-FOLDER [--update] [further options of the simulator]
 # A case holds
 #   session       the script; pictures that it names lie beside it
 #   check         a program that is run afterwards in the case's folder, with the output folder (it holds log.json, the
@@ -15,9 +15,12 @@ case=$(realpath "$2")
 mkdir -p "$3"
 out=$(realpath "$3")
 update=${4:-}
+further=("${@:4}")
+[[ $update != --update ]] || further=("${@:5}")
 
 options=()
 [[ ! -e $case/sim-options ]] || read -ra options <"$case/sim-options"
+options+=("${further[@]}")
 [[ $update != --update ]] || options+=(--update-pictures)
 
 cd "$case"

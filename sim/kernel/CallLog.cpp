@@ -112,7 +112,7 @@ void CallLog::fault(std::string_view call, const std::string& path, const std::s
     if (!m_log.wanted()) {
         return;
     }
-    m_log.add("fault " + std::string(call) + ' ' + path + ' ' + effect,
+    m_log.add("fault " + std::string(call) + ' ' + (path.empty() ? "" : path + ' ') + effect,
               {{"event", "fault"}, {"call", call}, {"path", path}, {"effect", effect}});
 }
 

@@ -14,7 +14,7 @@ namespace sim {
 // Text forms; a failed call ends in " = ERRNO", a short write in " = COUNT":
 //   open PATH FLAGS                 read PATH TEXT           write PATH TEXT
 //   ioctl PATH REQUEST [VALUE]      spi PATH HEX BYTES       syslog PRIORITY TEXT
-//   fault CALL PATH EFFECT          and KIND WHAT for anything else, e.g. "frame 1"
+//   fault CALL [PATH] EFFECT        and KIND WHAT for anything else, e.g. "frame 1"
 class CallLog {
 public:
     // The log is not owned.
@@ -29,6 +29,7 @@ public:
     void transfer(const std::string& path, const std::vector<std::string>& transfers, const Result& result);
     // priority: with facility, as given to syslog().
     void syslog(unsigned priority, const std::string& identifier, const std::string& text);
+    // path: empty for a call that has none.
     void fault(std::string_view call, const std::string& path, const std::string& effect);
     void event(const std::string& kind, const std::string& what);
 

@@ -28,7 +28,7 @@ std::vector<std::string> splitTransfers(std::string_view payload) {
 }  // namespace
 
 DeviceServer::DeviceServer(EventLoop& loop, Panel& panel, EventLog& log)
-    : m_listeners(panel.listeners()), m_tree(panel), m_files(loop), m_log(log) {
+    : m_listeners(panel.listeners()), m_tree(panel), m_files(loop), m_log(log), m_clock(log.clock()) {
     panel.listen(*this);
 }
 
@@ -188,6 +188,11 @@ std::optional<Fault> DeviceServer::takeFault(DeviceCall call, const std::string&
     return fault;
 }
 
+int DeviceServer::waitError() {
+    const auto fault = takeFault(DeviceCall::Select, {});
+    return fault ? fault->error : 0;
+}
+
 bool DeviceServer::unplug(const std::string& path) {
     const DeviceNode* node = m_tree.find(path);
     if (node == nullptr) {
@@ -229,7 +234,7 @@ void DeviceServer::onInput(InputDevice device, const std::vector<InputEvent>& ev
 // The kernel takes a write of up to PIPE_BUF bytes whole or not at all, so readers see whole events only.
 // What finds the pipe full is lost.
 void DeviceServer::deliver(OpenFile& file, const std::vector<InputEvent>& events) {
-    const std::string bytes = encodeEvents(events, file.eventSize);
+    const std::string bytes = encodeEvents(events, file.eventSize, m_clock.timeOfDay());
     const std::size_t piece = PIPE_BUF / file.eventSize * file.eventSize;
     for (std::size_t at = 0; at < bytes.size(); at += piece) {
         if (::write(file.peer.get(), bytes.data() + at, std::min(piece, bytes.size() - at)) < 0) {

@@ -37,12 +37,14 @@ struct Reply {
 // faults, then unplugged devices, then the device.
 class DeviceServer final : public PanelListener {
 public:
-    // Nothing is owned; the server listens to the panel.
+    // Nothing is owned; the server listens to the panel. Events are stamped with the log's clock.
     DeviceServer(EventLoop& loop, Panel& panel, EventLog& log);
 
     [[nodiscard]] Reply handle(const Request& request);
 
     void order(const Fault& fault) { m_faults.add(fault); }
+    // Counts a wait of a process for its descriptors: the errno that was ordered for it, or 0.
+    [[nodiscard]] int waitError();
     // The device is gone: opening it gives ENOENT, calls on files that are open on it ENODEV, for good.
     // False: there is no such path. Listeners of the panel are told.
     bool unplug(const std::string& path);
@@ -72,6 +74,7 @@ private:
     OpenFiles m_files;
     FaultTable m_faults;
     CallLog m_log;
+    const Clock& m_clock;
     std::set<std::string> m_unplugged;
     // What a call has caused on the panel, as kind and text: logged after the call itself.
     std::vector<std::pair<std::string, std::string>> m_news;

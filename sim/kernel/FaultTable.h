@@ -12,17 +12,18 @@
 
 namespace sim {
 
-enum class DeviceCall { Open, Read, Write, Ioctl };
+// Select is no call on a device: any wait of a process for its descriptors.
+enum class DeviceCall { Open, Read, Write, Ioctl, Select };
 
 // In the order of DeviceCall.
-constexpr std::array<std::string_view, 4> kDeviceCallNames = {"open", "read", "write", "ioctl"};
+constexpr std::array<std::string_view, 5> kDeviceCallNames = {"open", "read", "write", "ioctl", "select"};
 
 struct Fault {
     static constexpr unsigned kAlways = 0;
 
     DeviceCall call = DeviceCall::Open;
-    std::string path;
-    int error = 0;  // errno; 0: the write is short
+    std::string path;  // empty for Select
+    int error = 0;     // errno; 0: the write is short
     std::size_t shortCount = 0;
     unsigned nth = 1;    // the first call to fail, counted from when the fault is ordered
     unsigned times = 1;  // how many calls fail from there on, or kAlways

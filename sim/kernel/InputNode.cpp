@@ -1,7 +1,6 @@
 #include "sim/kernel/InputNode.h"
 
 #include <linux/input.h>
-#include <sys/time.h>
 
 #include <algorithm>
 
@@ -16,18 +15,18 @@ struct EventRecord {
     Word microseconds;
     InputEvent event;
 };
+constexpr std::int64_t kMicroseconds = 1'000'000;  // of a second
 constexpr std::size_t kWideEvent = 24;
 static_assert(sizeof(EventRecord<std::uint64_t>) == kWideEvent, "struct input_event of 64-bit processes");
 static_assert(sizeof(EventRecord<std::uint32_t>) == 16, "struct input_event of 32-bit processes");
 
 template <typename Word>
-std::string encode(const std::vector<InputEvent>& events) {
-    timeval now{};
-    ::gettimeofday(&now, nullptr);
+std::string encode(const std::vector<InputEvent>& events, std::int64_t timeOfDay) {
+    const auto seconds = static_cast<Word>(timeOfDay / kMicroseconds);
+    const auto microseconds = static_cast<Word>(timeOfDay % kMicroseconds);
     std::string bytes;
     for (const InputEvent& event : events) {
-        const EventRecord<Word> record = {static_cast<Word>(now.tv_sec), static_cast<Word>(now.tv_usec),
-                                          event};
+        const EventRecord<Word> record = {seconds, microseconds, event};
         bytes.append(reinterpret_cast<const char*>(&record), sizeof record);
     }
     return bytes;
@@ -58,8 +57,10 @@ std::string InputNode::describe(std::uint32_t request, std::string_view argument
     return asksForKeys(request) ? "EVIOCGKEY" : DeviceNode::describe(request, argument);
 }
 
-std::string encodeEvents(const std::vector<InputEvent>& events, std::size_t eventSize) {
-    return eventSize == kWideEvent ? encode<std::uint64_t>(events) : encode<std::uint32_t>(events);
+std::string encodeEvents(const std::vector<InputEvent>& events, std::size_t eventSize,
+                         std::int64_t timeOfDay) {
+    return eventSize == kWideEvent ? encode<std::uint64_t>(events, timeOfDay)
+                                   : encode<std::uint32_t>(events, timeOfDay);
 }
 
 }  // namespace sim

@@ -1,6 +1,7 @@
 // One input device, as the kernel's event interface offers it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +30,9 @@ private:
     const InputModel& m_model;
 };
 
-// The records of the events as a process reads them, stamped with the present time.
-// eventSize: the process's sizeof(struct input_event): 24, or 16 for a 32-bit one.
-[[nodiscard]] std::string encodeEvents(const std::vector<InputEvent>& events, std::size_t eventSize);
+// The records of the events as a process reads them. eventSize: the process's sizeof(struct input_event): 24,
+// or 16 for a 32-bit one. timeOfDay: their time stamps, in microseconds since 1970.
+[[nodiscard]] std::string encodeEvents(const std::vector<InputEvent>& events, std::size_t eventSize,
+                                       std::int64_t timeOfDay);
 
 }  // namespace sim

@@ -12,9 +12,7 @@ bool EventLog::writeTo(const std::string& file) {
 }
 
 double EventLog::milliseconds() const {
-    const auto elapsed = std::chrono::steady_clock::now() - m_start;
-    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count();
-    return static_cast<double>(microseconds) / 1000.0;
+    return static_cast<double>(m_clock.elapsed()) / 1000.0;
 }
 
 void EventLog::add(const std::string& text, nlohmann::ordered_json object) {

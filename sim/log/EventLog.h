@@ -1,19 +1,24 @@
 // The record of what happened on the panel's devices and to the programs, in order.
 #pragma once
 
-#include <chrono>
 #include <fstream>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "sim/base/Clock.h"
+
 namespace sim {
 
 // Every record has two forms: a JSON object, written as one line to the log file, and a compact line of text,
 // written to standard error by the trace and kept for scripts to match. The object's last member is "ms", the
-// time since the log was made, so that a comparison can cut it off.
+// time since the session began, so that a comparison can cut it off.
 class EventLog {
 public:
+    EventLog() : EventLog(nullptr) {}
+    // clock: the session's, not owned; nullptr: the machine's, from now on.
+    explicit EventLog(const Clock* clock) : m_clock(clock != nullptr ? *clock : m_machine) {}
+
     // Where records go; without any of these none are made. False: the file cannot be written.
     [[nodiscard]] bool writeTo(const std::string& file);
     void trace() { m_trace = true; }
@@ -26,14 +31,17 @@ public:
     // characters.
     void add(const std::string& text, nlohmann::ordered_json object);
 
-    // Since the log was made.
+    // Since the clock was made.
     [[nodiscard]] double milliseconds() const;
+    // The session's.
+    [[nodiscard]] const Clock& clock() const { return m_clock; }
 
     // The kept texts, oldest first.
     [[nodiscard]] const std::vector<std::string>& texts() const { return m_texts; }
 
 private:
-    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    const Clock m_machine;
+    const Clock& m_clock;
     std::ofstream m_file;
     bool m_trace = false;
     bool m_keep = false;

@@ -157,6 +157,9 @@ void ControlServer::serve(int fd) {
             drop(fd);
             return;
         }
+        if (m_request.head.operation == BELTPACK_WAIT) {
+            return;  // there is no next one until the clock has moved
+        }
         looks = 0;
         ++served;
     }

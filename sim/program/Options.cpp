@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstring>
+#include <iostream>
 
 namespace sim {
 namespace {
@@ -33,6 +34,10 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--daemon", options.daemon,
                    "Name of the program whose lines are looked at (default: beltpack_fpui)");
     app.add_option("--script", options.script, "Play a scripted session")->check(CLI::ExistingFile);
+    app.add_option_function<std::string>(
+           "--clock", [&options](const std::string& name) { options.virtualTime = name == "virtual"; },
+           "\"virtual\": time passes when the script and the daemon wait, and only then (default: real)")
+        ->check(CLI::IsMember({"real", "virtual"}));
     app.add_option("--timeout", options.timeout, "Longest wait of a script, in seconds (default: 10)")
         ->check(CLI::Range(1, 3600));
     app.add_option("--artifacts", options.artifacts,
@@ -56,6 +61,10 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
         app.parse(static_cast<int>(mark - argv), argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kUsageError;
+    }
+    if (options.virtualTime && options.script.empty()) {
+        std::cerr << "--clock virtual: needs --script, which says when time may pass\n";
+        return kUsageError;
     }
     return std::nullopt;
 }

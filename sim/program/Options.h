@@ -18,6 +18,7 @@ struct Options {
     bool lines = false;                    // --lines
     std::string daemon = "beltpack_fpui";  // --daemon
     std::string script;                    // --script; empty: none
+    bool virtualTime = false;              // --clock virtual
     int timeout = 10;                      // --timeout, seconds
     std::string artifacts = ".";           // --artifacts
     bool updatePictures = false;           // --update-pictures

@@ -54,6 +54,9 @@ Session::Session(SessionOptions options)
     : m_options(std::move(options)),
       m_pipeIsTheDaemons(m_options.piped &&
                          std::filesystem::path(m_options.command.front()).filename() == m_options.daemon),
+      m_virtual(m_options.virtualTime
+                    ? std::make_unique<VirtualClock>(m_loop, [this] { return m_devices.waitError(); })
+                    : nullptr),
       m_panel(m_options.variant),
       m_devices(m_loop, m_panel, m_log),
       m_control(m_loop, [this](Request& request) { return answer(request); }),
@@ -78,6 +81,9 @@ std::string Session::prepare() {
     if (!m_control.listen() || !watchSignals()) {
         return std::string("cannot make the control socket: ") + std::strerror(errno);
     }
+    if (m_virtual && !m_virtual->valid()) {
+        return "cannot make the clock's page";
+    }
     if (!m_boot.valid() || !m_boot.answer(m_options.boot)) {
         return std::string("cannot make a temporary folder: ") + std::strerror(errno);
     }
@@ -91,7 +97,16 @@ bool Session::serve(int milliseconds) {
 }
 
 Reply Session::answer(Request& request) {
-    return request.head.operation == BELTPACK_TAP ? m_taps.open(request) : m_devices.handle(request);
+    switch (request.head.operation) {
+        case BELTPACK_TAP:
+            return m_taps.open(request);
+        case BELTPACK_CLOCK:
+        case BELTPACK_WAIT:
+        case BELTPACK_LEAVE:
+            return m_virtual ? m_virtual->answer(request) : Reply{Result::failed(ENOSYS), {}, 0, {}, {}};
+        default:
+            return m_devices.handle(request);
+    }
 }
 
 bool Session::watchSignals() {
@@ -147,6 +162,9 @@ void Session::noteExit(int waitStatus) {
     m_loop.unwatch(m_child.output().get());
     m_child.output().reset();
     m_child.input().reset();
+    if (m_virtual) {
+        m_virtual->forget(m_child.pid());
+    }
     m_running = false;
     m_exitStatus = WIFSIGNALED(waitStatus) ? kSignalExit + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
     m_records.event("exit", std::to_string(*m_exitStatus));
@@ -161,11 +179,15 @@ Launch Session::launchOf(const std::vector<std::string>& arguments) const {
                           {"PATH", prepended("PATH", m_boot.folder())},
                           {BELTPACK_SOCKET_VARIABLE, m_control.name()}};
     launch.piped = m_options.piped;
-    if (m_views.wantLines() && !m_pipeIsTheDaemons) {
-        launch.environment.emplace_back(BELTPACK_TAP_VARIABLE, m_options.daemon);
-    } else if (std::getenv(BELTPACK_TAP_VARIABLE) != nullptr) {
-        launch.environment.emplace_back(BELTPACK_TAP_VARIABLE, "");  // another simulator's
-    }
+    const auto name = [&](const char* variable, bool wanted) {
+        if (wanted) {
+            launch.environment.emplace_back(variable, m_options.daemon);
+        } else if (std::getenv(variable) != nullptr) {
+            launch.environment.emplace_back(variable, "");  // another simulator's
+        }
+    };
+    name(BELTPACK_TAP_VARIABLE, m_views.wantLines() && !m_pipeIsTheDaemons);
+    name(BELTPACK_CLOCK_VARIABLE, m_options.virtualTime);
     return launch;
 }
 

@@ -16,6 +16,7 @@
 #include "sim/program/LineQueue.h"
 #include "sim/program/LineTap.h"
 #include "sim/program/PipedInput.h"
+#include "sim/program/VirtualClock.h"
 #include "sim/view/Controls.h"
 #include "sim/view/View.h"
 #include "sim/view/Views.h"
@@ -30,6 +31,7 @@ struct SessionOptions {
     bool piped = false;                // feed the program's input and read its output, else leave them alone
     bool echo = true;                  // piped: its output goes to standard output too
     std::string daemon;                // name, without its folder, of the program whose lines are told
+    bool virtualTime = false;          // and whose time is virtual
 };
 
 // Runs one program at a time, any number in turn; the panel keeps its state in between. Programs that those
@@ -78,6 +80,11 @@ public:
     [[nodiscard]] DeviceServer& devices() { return m_devices; }
     [[nodiscard]] Controls& controls() { return m_controls; }
     [[nodiscard]] EventLog& log() { return m_log; }
+    // Nothing: time is the machine's.
+    [[nodiscard]] VirtualClock* virtualClock() { return m_virtual.get(); }
+    // Virtual time: whether the program has nothing to do, also since it does not run. What it has done may
+    // still have to be served.
+    [[nodiscard]] bool atRest() const { return !m_running || m_virtual->asleep(m_child.pid()); }
     [[nodiscard]] const BootEnvironment& boot() const { return m_boot; }
     [[nodiscard]] const LineQueue& output() const { return m_output; }
 
@@ -98,7 +105,8 @@ private:
     const SessionOptions m_options;
     const bool m_pipeIsTheDaemons;  // and not a controller's
     EventLoop m_loop;
-    EventLog m_log;
+    const std::unique_ptr<VirtualClock> m_virtual;
+    EventLog m_log{m_virtual.get()};
     CallLog m_records{m_log};
     Panel m_panel;
     DeviceServer m_devices;

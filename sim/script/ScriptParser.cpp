@@ -6,6 +6,7 @@
 #include <charconv>
 #include <csignal>
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -19,6 +20,9 @@ namespace sim {
 namespace {
 
 constexpr int kMaxCount = 1000000;
+constexpr int kMaxMilliseconds = 1000000000;  // eleven days
+constexpr double kMaxSpeed = 1000;
+constexpr int kMostNested = 8;  // includes in each other
 constexpr char kBlanks[] = " \t";
 
 // ---- The grammar ----
@@ -32,6 +36,8 @@ enum class Kind {
     Level,
     Bit,
     Count,
+    Milliseconds,
+    Speed,
     Steps,
     Status,
     Switch,
@@ -58,6 +64,7 @@ const std::vector<Rule>& rules() {
         {"close", {}, 0},
         {"press", {Kind::Key}, 1},
         {"release", {Kind::Key}, 1},
+        {"hold", {Kind::Key, Kind::Milliseconds}, 2},
         {"repeat", {Kind::Key}, 1},
         {"turn", {Kind::Encoder, Kind::Steps, Kind::Count}, 2},
         {"wait line", {Kind::Text}, 1},
@@ -69,6 +76,7 @@ const std::vector<Rule>& rules() {
         {"expect line", {Kind::Text}, 0},
         {"expect line~", {Kind::Text}, 1},
         {"expect quiet", {}, 0},
+        {"expect silence", {Kind::Milliseconds}, 1},
         {"expect frames", {Kind::Count}, 1},
         {"expect picture", {Kind::Any}, 1},
         {"expect led", {Kind::Led, Kind::Level}, 2},
@@ -79,8 +87,11 @@ const std::vector<Rule>& rules() {
         {"expect exit", {Kind::Status}, 1},
         {"expect no log", {Kind::Text}, 1},
         {"kill", {Kind::Signal}, 0},
-        {"pause", {Kind::Count}, 1},
-        {"fault", {Kind::Fault}, 3},
+        {"pause", {Kind::Milliseconds}, 1},
+        {"advance", {Kind::Milliseconds}, 1},
+        {"speed", {Kind::Speed}, 1},
+        {"include", {Kind::Any}, 1},
+        {"fault", {Kind::Fault}, 2},
         {"unplug", {Kind::Any}, 1},
         {"plug", {Kind::Any}, 1},
         {"disptype", {Kind::Any, Kind::Status}, 1},
@@ -92,6 +103,13 @@ const std::vector<Rule>& rules() {
 
 bool isNumber(const std::string& text, int minimum, int maximum) {
     return parseInt(text, minimum, maximum).has_value();
+}
+
+bool isSpeed(const std::string& text) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size() && value >= 1 / kMaxSpeed &&
+           value <= kMaxSpeed;
 }
 
 bool fits(Kind kind, const std::string& text) {
@@ -111,6 +129,10 @@ bool fits(Kind kind, const std::string& text) {
             return isNumber(text, 0, 1);
         case Kind::Count:
             return isNumber(text, 0, kMaxCount);
+        case Kind::Milliseconds:
+            return isNumber(text, 0, kMaxMilliseconds);
+        case Kind::Speed:
+            return isSpeed(text);
         case Kind::Steps:
             return isNumber(text, -InputModel::kMaxDetents, InputModel::kMaxDetents);
         case Kind::Switch:
@@ -278,10 +300,13 @@ std::string take(Arguments& rest) {
     return first;
 }
 
-// CALL PATH
+// CALL PATH, or select
 bool takeTarget(Arguments& rest, Fault& fault) {
     const auto* const call = std::find(kDeviceCallNames.begin(), kDeviceCallNames.end(), take(rest));
     fault.call = static_cast<DeviceCall>(call - kDeviceCallNames.begin());
+    if (fault.call == DeviceCall::Select) {
+        return true;
+    }
     fault.path = take(rest);
     return call != kDeviceCallNames.end() && !fault.path.empty();
 }
@@ -309,6 +334,54 @@ bool takeRepetition(Arguments& rest, Fault& fault) {
     const auto number = parseInt(text, 1, kMaxCount);
     (word == "nth" ? fault.nth : fault.times) = static_cast<unsigned>(number.value_or(1));
     return number && (word == "nth" || word == "times");
+}
+
+// ---- Files ----
+
+std::optional<std::string> readFile(const std::string& file) {
+    std::ifstream stream(file);
+    if (!stream || std::filesystem::is_directory(file)) {
+        return std::nullopt;
+    }
+    return std::string{std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string parseText(const std::string& file, std::string_view text, int nested, Script& script);
+
+// file: relative to the one that the step stands in.
+std::string includeFile(const Step& step, int nested, Script& script) {
+    const std::string file = std::filesystem::path(step.file).parent_path() / step.arguments[0];
+    const std::string place = step.file + ':' + std::to_string(step.line) + ": ";
+    const auto text = readFile(file);
+    if (!text) {
+        return place + "cannot read " + file;
+    }
+    return nested < kMostNested ? parseText(file, *text, nested + 1, script)
+                                : place + "include: nested too deep";
+}
+
+std::string parseText(const std::string& file, std::string_view text, int nested, Script& script) {
+    int number = 0;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = skipBlanks(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        ++number;
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        Step step{file, number, std::string(line), {}, {}};
+        std::string error = parseStep(line, step);
+        if (!error.empty()) {
+            return file + ':' + std::to_string(number) + ": " + error;
+        }
+        if (step.word != "include") {
+            script.steps.push_back(step);
+        } else if (error = includeFile(step, nested, script); !error.empty()) {
+            return error;
+        }
+    }
+    return {};
 }
 
 }  // namespace
@@ -349,32 +422,12 @@ std::optional<Fault> parseFault(const std::vector<std::string>& arguments) {
 
 std::string parseScript(const std::string& file, std::string_view text, Script& script) {
     script.file = file;
-    int number = 0;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        const std::string_view line = skipBlanks(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-        ++number;
-        if (line.empty() || line[0] == '#') {
-            continue;
-        }
-        Step step{number, std::string(line), {}, {}};
-        const std::string error = parseStep(line, step);
-        if (!error.empty()) {
-            return file + ':' + std::to_string(number) + ": " + error;
-        }
-        script.steps.push_back(step);
-    }
-    return {};
+    return parseText(file, text, 0, script);
 }
 
 std::string parseScriptFile(const std::string& file, Script& script) {
-    std::ifstream stream(file);
-    if (!stream) {
-        return "cannot read " + file;
-    }
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    return parseScript(file, text, script);
+    const auto text = readFile(file);
+    return text ? parseScript(file, *text, script) : "cannot read " + file;
 }
 
 }  // namespace sim

@@ -43,6 +43,7 @@ const ScriptRunner::Action ScriptRunner::kActions[] = {
     {"close", &ScriptRunner::closeInput},
     {"press", &ScriptRunner::press},
     {"release", &ScriptRunner::release},
+    {"hold", &ScriptRunner::hold},
     {"repeat", &ScriptRunner::repeat},
     {"turn", &ScriptRunner::turn},
     {"wait line", &ScriptRunner::waitLine},
@@ -54,6 +55,7 @@ const ScriptRunner::Action ScriptRunner::kActions[] = {
     {"expect line", &ScriptRunner::expectLine},
     {"expect line~", &ScriptRunner::expectLineLike},
     {"expect quiet", &ScriptRunner::expectQuiet},
+    {"expect silence", &ScriptRunner::expectSilence},
     {"expect frames", &ScriptRunner::expectFrames},
     {"expect picture", &ScriptRunner::expectPicture},
     {"expect led", &ScriptRunner::expectLed},
@@ -65,6 +67,8 @@ const ScriptRunner::Action ScriptRunner::kActions[] = {
     {"expect no log", &ScriptRunner::expectNoLog},
     {"kill", &ScriptRunner::kill},
     {"pause", &ScriptRunner::pause},
+    {"advance", &ScriptRunner::advance},
+    {"speed", &ScriptRunner::speed},
     {"fault", &ScriptRunner::fault},
     {"unplug", &ScriptRunner::unplug},
     {"plug", &ScriptRunner::plug},
@@ -74,7 +78,11 @@ const ScriptRunner::Action ScriptRunner::kActions[] = {
 };
 
 ScriptRunner::ScriptRunner(Session& session, const Script& script, const ScriptSettings& settings)
-    : m_session(session), m_script(script), m_settings(settings), m_timeout(settings.timeoutSeconds) {}
+    : m_session(session),
+      m_script(script),
+      m_settings(settings),
+      m_timeout(settings.timeoutSeconds),
+      m_pace(session) {}
 
 // ---- Playing ----
 
@@ -82,6 +90,7 @@ int ScriptRunner::run() {
     Outcome failure = playSteps();
     if (!failure) {
         m_step = nullptr;
+        m_place = "at the end";
         failure = finish();
     }
     if (m_session.running()) {
@@ -98,6 +107,9 @@ ScriptRunner::Outcome ScriptRunner::playSteps() {
     const bool startsItself = std::any_of(m_script.steps.begin(), m_script.steps.end(),
                                           [](const Step& step) { return step.word == "start"; });
     Outcome failure = startsItself ? std::nullopt : startProgram({});
+    if (!failure) {
+        failure = rest();
+    }
     for (auto step = m_script.steps.begin(); step != m_script.steps.end() && !failure; ++step) {
         m_step = &*step;
         failure = play(*step);
@@ -108,7 +120,8 @@ ScriptRunner::Outcome ScriptRunner::playSteps() {
 ScriptRunner::Outcome ScriptRunner::play(const Step& step) {
     const auto* const action = std::find_if(std::begin(kActions), std::end(kActions),
                                             [&step](const Action& known) { return step.word == known.word; });
-    return (this->*action->perform)(step);
+    Outcome failure = (this->*action->perform)(step);
+    return failure ? failure : rest();
 }
 
 // With its input closed the program has to end by itself, with the status that the script accepted, or 0.
@@ -126,20 +139,26 @@ ScriptRunner::Outcome ScriptRunner::finish() {
 }
 
 void ScriptRunner::report(const Failure& failure) const {
-    std::cerr << m_script.file << ':';
+    std::cerr << (m_step != nullptr ? m_step->file : m_script.file) << ':';
     if (m_step != nullptr) {
         std::cerr << m_step->line << ": " << m_step->source << '\n';
     } else {
-        std::cerr << " at the end of the script\n";
+        std::cerr << ' ' << m_place << " of the script\n";
     }
     std::cerr << "  expected: " << failure.expected << "\n  got:      " << failure.got << '\n';
+    const std::string picture = std::filesystem::path(m_settings.pictures.artifacts) / "failure.png";
+    const auto& oled = m_session.panel().oled;
+    if (oled.frames() > 0 && savePicture(picture, oled.lastFrame(), m_settings.pictures.scale)) {
+        std::cerr << "  picture:  " << picture << '\n';
+    }
     reportLast("last lines", m_session.output().lines());
     reportLast("last log records", m_session.log().texts());
 }
 
 ScriptRunner::Outcome ScriptRunner::serveUntil(const std::function<bool()>& done,
                                                const std::string& expected) {
-    const auto deadline = Clock::now() + m_timeout;
+    const std::int64_t until = m_pace.now() + std::chrono::microseconds(m_timeout).count();
+    m_pace.stir();
     while (!done()) {
         if (m_session.interruption() != 0) {
             return Failure{kSignalExit + m_session.interruption(), expected, "a signal to end"};
@@ -147,14 +166,38 @@ ScriptRunner::Outcome ScriptRunner::serveUntil(const std::function<bool()>& done
         if (!m_session.running()) {
             return Failure{m_endSeen ? kScriptFailed : kScriptEnded, expected, "the end of the command"};
         }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0) {
-            return Failure{kScriptTimeout, expected,
-                           "nothing within " + std::to_string(m_timeout.count()) + " s"};
+        switch (m_pace.serve(until, m_timeout)) {
+            case Pace::Round::Served:
+                break;
+            case Pace::Round::TimeUp:
+                return Failure{kScriptTimeout, expected,
+                               "nothing within " + std::to_string(m_timeout.count()) + " s"};
+            case Pace::Round::Stuck:
+                return stuck();
         }
-        m_session.serve(static_cast<int>(left.count()));
     }
     return std::nullopt;
+}
+
+ScriptRunner::Outcome ScriptRunner::pass(double milliseconds, const std::function<bool()>& stop) {
+    const auto until = m_pace.now() + static_cast<std::int64_t>(milliseconds * 1000);
+    m_pace.stir();
+    while (!stop() && m_session.interruption() == 0) {
+        const Pace::Round round = m_pace.serve(until, m_timeout);
+        if (round != Pace::Round::Served) {
+            return round == Pace::Round::Stuck ? Outcome(stuck()) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+ScriptRunner::Outcome ScriptRunner::rest() {
+    return m_pace.isVirtual() ? pass(0, [] { return false; }) : std::nullopt;
+}
+
+ScriptRunner::Failure ScriptRunner::stuck() const {
+    return {kScriptTimeout, "a command that waits, and whose time is the virtual one",
+            "neither within " + std::to_string(m_timeout.count()) + " s"};
 }
 
 void ScriptRunner::settle() {
@@ -180,7 +223,8 @@ ScriptRunner::Outcome ScriptRunner::start(const Step& step) {
 }
 
 ScriptRunner::Outcome ScriptRunner::sendBytes(std::string_view bytes) {
-    const auto deadline = Clock::now() + m_timeout;
+    const auto deadline = RealClock::now() + m_timeout;
+    bool rested = false;  // virtual clock: the program has had its time to read
     while (!bytes.empty()) {
         const long written = m_session.writeInput(bytes);
         if (written < 0) {
@@ -188,12 +232,18 @@ ScriptRunner::Outcome ScriptRunner::sendBytes(std::string_view bytes) {
             return Failure{kScriptEnded, "a command that reads its input", "its input is closed"};
         }
         bytes.remove_prefix(static_cast<std::size_t>(written));
-        if (Clock::now() >= deadline) {
+        const bool full = written == 0;
+        if (RealClock::now() >= deadline || (full && rested)) {
             return Failure{kScriptTimeout, "a command that reads its input", "its input stays full"};
         }
-        if (written == 0) {
+        if (full && !m_pace.isVirtual()) {
             m_session.serve(kFullPipeWaitMs);
+        } else if (full) {
+            if (auto failure = rest()) {
+                return failure;
+            }
         }
+        rested = full && m_pace.isVirtual();
     }
     return std::nullopt;
 }
@@ -244,6 +294,14 @@ ScriptRunner::Outcome ScriptRunner::turn(const Step& step) {
     return done(m_session.controls().turn(step.arguments[0], steps, reports));
 }
 
+ScriptRunner::Outcome ScriptRunner::hold(const Step& step) {
+    Outcome failure = press(step);
+    if (!failure) {
+        failure = pass(number(step.arguments[1]) / m_speed, [] { return false; });
+    }
+    return failure ? failure : release(step);
+}
+
 // ---- Lines of output ----
 
 ScriptRunner::Outcome ScriptRunner::waitLine(const Step& step) {
@@ -287,6 +345,12 @@ ScriptRunner::Outcome ScriptRunner::expectQuiet(const Step&) {
     return unread.empty() && m_linesTaken == lines.size()
                ? std::nullopt
                : Outcome(Failure{kScriptFailed, "no unread line", '"' + unread + '"'});
+}
+
+ScriptRunner::Outcome ScriptRunner::expectSilence(const Step& step) {
+    const auto heard = [this] { return m_session.output().lines().size() > m_linesTaken; };
+    Outcome failure = pass(number(step.arguments[0]), heard);
+    return failure ? failure : expectQuiet(step);
 }
 
 // ---- The log ----
@@ -391,7 +455,7 @@ ScriptRunner::Outcome ScriptRunner::screenshot(const Step& step) {
 }
 
 std::string ScriptRunner::besideScript(const std::string& file) const {
-    return std::filesystem::path(m_script.file).parent_path() / file;
+    return std::filesystem::path(m_step->file).parent_path() / file;
 }
 
 // ---- The end of the program, time ----
@@ -417,11 +481,17 @@ ScriptRunner::Outcome ScriptRunner::kill(const Step& step) {
 }
 
 ScriptRunner::Outcome ScriptRunner::pause(const Step& step) {
-    const auto end = Clock::now() + std::chrono::milliseconds(number(step.arguments[0]));
-    for (auto now = Clock::now(); now < end && m_session.interruption() == 0; now = Clock::now()) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now);
-        m_session.serve(static_cast<int>(left.count()) + 1);
-    }
+    return pass(number(step.arguments[0]) / m_speed, [] { return false; });
+}
+
+ScriptRunner::Outcome ScriptRunner::advance(const Step& step) {
+    return m_pace.isVirtual() ? pause(step)
+                              : Outcome(Failure{kScriptError, "--clock virtual", "the machine's clock"});
+}
+
+// Virtual time costs nothing: it keeps its length.
+ScriptRunner::Outcome ScriptRunner::speed(const Step& step) {
+    m_speed = m_pace.isVirtual() ? 1 : std::stod(step.arguments[0]);
     return std::nullopt;
 }
 
@@ -433,7 +503,12 @@ ScriptRunner::Outcome ScriptRunner::timeout(const Step& step) {
 // ---- Faults ----
 
 ScriptRunner::Outcome ScriptRunner::fault(const Step& step) {
-    m_session.devices().order(*parseFault(step.arguments));
+    const Fault fault = *parseFault(step.arguments);
+    if (fault.call == DeviceCall::Select && !m_pace.isVirtual()) {
+        return Failure{kScriptError, "--clock virtual",
+                       "the machine's clock, with which waits are the kernel's"};
+    }
+    m_session.devices().order(fault);
     return std::nullopt;
 }
 

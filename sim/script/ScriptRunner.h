@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sim/program/Session.h"
+#include "sim/script/Pace.h"
 #include "sim/script/PictureCheck.h"
 #include "sim/script/ScriptParser.h"
 
@@ -22,11 +23,12 @@ enum ScriptStatus {
 
 struct ScriptSettings {
     PictureSettings pictures;
-    int timeoutSeconds = 10;
+    int timeoutSeconds = 10;  // of the session's clock
 };
 
-// Plays one script in one session, step by step; while a step waits, devices and program are served. Lines of
-// output and log records are two queues that the "wait" and "expect line" words take from.
+// Plays one script in one session, step by step; while a step waits, devices and program are served. With a
+// virtual clock the program comes to rest after each step, before the next one. Lines of output and log
+// records are two queues that the "wait" and "expect line" words take from.
 class ScriptRunner {
 public:
     // Session and script are not owned.
@@ -43,7 +45,7 @@ private:
         std::string got;
     };
     using Outcome = std::optional<Failure>;  // nothing: the step has passed
-    using Clock = std::chrono::steady_clock;
+    using RealClock = std::chrono::steady_clock;
     struct Action {
         const char* word;
         Outcome (ScriptRunner::*perform)(const Step& step);
@@ -62,6 +64,7 @@ private:
     [[nodiscard]] Outcome closeInput(const Step& step);
     [[nodiscard]] Outcome press(const Step& step);
     [[nodiscard]] Outcome release(const Step& step);
+    [[nodiscard]] Outcome hold(const Step& step);
     [[nodiscard]] Outcome repeat(const Step& step);
     [[nodiscard]] Outcome turn(const Step& step);
     [[nodiscard]] Outcome waitLine(const Step& step);
@@ -73,6 +76,7 @@ private:
     [[nodiscard]] Outcome expectLine(const Step& step);
     [[nodiscard]] Outcome expectLineLike(const Step& step);
     [[nodiscard]] Outcome expectQuiet(const Step& step);
+    [[nodiscard]] Outcome expectSilence(const Step& step);
     [[nodiscard]] Outcome expectFrames(const Step& step);
     [[nodiscard]] Outcome expectPicture(const Step& step);
     [[nodiscard]] Outcome expectLed(const Step& step);
@@ -83,6 +87,8 @@ private:
     [[nodiscard]] Outcome expectNoLog(const Step& step);
     [[nodiscard]] Outcome kill(const Step& step);
     [[nodiscard]] Outcome pause(const Step& step);
+    [[nodiscard]] Outcome advance(const Step& step);
+    [[nodiscard]] Outcome speed(const Step& step);
     [[nodiscard]] Outcome fault(const Step& step);
     [[nodiscard]] Outcome unplug(const Step& step);
     [[nodiscard]] Outcome plug(const Step& step);
@@ -93,6 +99,11 @@ private:
     [[nodiscard]] Outcome done(const std::string& error);
     [[nodiscard]] Outcome startProgram(const std::vector<std::string>& arguments);
     [[nodiscard]] Outcome sendBytes(std::string_view bytes);
+    // Lets so much time pass, or less when stop() holds; also when the program ends meanwhile.
+    [[nodiscard]] Outcome pass(double milliseconds, const std::function<bool()>& stop);
+    // Virtual clock: serves until the program has nothing to do.
+    [[nodiscard]] Outcome rest();
+    [[nodiscard]] Failure stuck() const;
     // Serves until done() holds. A failure, told with what is expected, when the program has ended or the
     // time is up.
     [[nodiscard]] Outcome serveUntil(const std::function<bool()>& done, const std::string& expected);
@@ -108,7 +119,10 @@ private:
     const Script& m_script;
     const ScriptSettings m_settings;
     std::chrono::seconds m_timeout;
-    const Step* m_step = nullptr;  // the one being played; nullptr: the end of the script
+    Pace m_pace;
+    const Step* m_step = nullptr;  // the one being played; nullptr: the script's start or end
+    const char* m_place = "at the start";
+    double m_speed = 1;  // of pauses
     std::size_t m_linesTaken = 0;
     std::size_t m_recordsTaken = 0;
     unsigned m_framesTaken = 0;

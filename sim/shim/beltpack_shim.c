@@ -38,9 +38,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "sim/shim/shim.h"
 #include "sim/shim/wire.h"
-
-#define SHIM_EXPORT __attribute__((visibility("default")))
 
 /* ---- The next library's functions ---- */
 
@@ -65,7 +64,7 @@ static void lock_exchange(void);
 static void unlock_exchange(void);
 
 /* ISO C has no conversion from an object pointer to a function pointer: the address is copied. */
-static void find_next(void* function, const char* name) {
+void find_next(void* function, const char* name) {
     void* address = dlsym(RTLD_NEXT, name);
     memcpy(function, &address, sizeof address);
 }
@@ -87,6 +86,7 @@ static void set_up(void) {
     find_next(&next.lseek64, "lseek64");
     find_next(&next.openlog, "openlog");
     find_next(&next.vsyslog, "vsyslog");
+    find_clock_functions();
     const char* name = getenv(BELTPACK_SOCKET_VARIABLE);
     if (name != NULL && strlen(name) < sizeof socket_name - 1) {
         strcpy(socket_name, name);
@@ -95,7 +95,7 @@ static void set_up(void) {
 }
 
 /* Other libraries call in before constructors have run, so every entry asks for the set-up. */
-static void ready(void) {
+void ready(void) {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, set_up);
 }
@@ -126,7 +126,7 @@ static bool control_is_open(void) {
            status.st_ino == control.inode;
 }
 
-static int move_up(int fd) {
+int move_up(int fd) {
     int moved = fcntl(fd, F_DUPFD_CLOEXEC, CONTROL_DESCRIPTOR_FROM);
     if (moved < 0) {
         return fd;
@@ -168,19 +168,6 @@ static bool connect_control(void) {
     control.inode = status.st_ino;
     return true;
 }
-
-/* One call, on its way to the simulator and back. */
-struct exchange {
-    struct beltpack_request request;
-    struct beltpack_reply reply;
-    struct iovec parts[2]; /* payload of the request: up to two pieces; request.size is their sum */
-    void* answer;          /* where the reply's payload goes, may be NULL */
-    size_t answer_room;    /* bytes at answer */
-    const int* given;      /* descriptors that go with the request: none or DESCRIPTORS, may be NULL */
-    int fds[2];            /* the descriptors that came with the reply, or -1 */
-};
-
-enum { DESCRIPTORS = 2 };
 
 union passed_descriptors {
     struct cmsghdr header;
@@ -234,7 +221,7 @@ static bool receive_reply(struct exchange* call) {
 }
 
 /* Signals stay blocked so that no handler of this thread can ask for the lock that it holds. */
-static bool exchange(struct exchange* call) {
+bool exchange(struct exchange* call) {
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -258,11 +245,11 @@ static int64_t remote_result(struct exchange* call) {
     return call->reply.result;
 }
 
-/* ---- The tap ---- */
+/* ---- The program ---- */
 
-static bool is_tapped_program(void) {
+bool is_named_by(const char* variable) {
     char path[4096];
-    const char* wanted = getenv(BELTPACK_TAP_VARIABLE);
+    const char* wanted = socket_name[0] != '\0' ? getenv(variable) : NULL;
     ssize_t length = wanted != NULL ? readlink("/proc/self/exe", path, sizeof path - 1) : -1;
     if (length <= 0) {
         return false;
@@ -271,13 +258,15 @@ static bool is_tapped_program(void) {
     return strcmp(strrchr(path, '/') + 1, wanted) == 0;
 }
 
+/* ---- The tap ---- */
+
 /* Before the program runs, descriptors of the simulator's take the places of its standard input and output. A
  * program that lacks one of the two keeps what it has. */
 __attribute__((constructor)) static void tap_lines(void) {
     static const int own[DESCRIPTORS] = {STDIN_FILENO, STDOUT_FILENO};
     struct exchange call = {.request = {.operation = BELTPACK_TAP}, .given = own};
     ready();
-    if (socket_name[0] == '\0' || !is_tapped_program() || !exchange(&call)) {
+    if (!is_named_by(BELTPACK_TAP_VARIABLE) || !exchange(&call)) {
         return;
     }
     for (int i = 0; i < DESCRIPTORS && call.fds[i] >= 0; ++i) {

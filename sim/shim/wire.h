@@ -5,9 +5,9 @@
  * A connection belongs to one process (the simulator's address is an abstract Unix socket name that the
  * environment carries). A request is a beltpack_request followed by `size` bytes of payload, a reply a
  * beltpack_reply followed likewise. The reply to a successful BELTPACK_OPEN carries one descriptor
- * (SCM_RIGHTS); request and reply of BELTPACK_TAP carry two each. An open file is named by the device and
- * inode number of that descriptor, so that copies made by dup and fork, and descriptors whose number was used
- * before, are told apart without watching close.
+ * (SCM_RIGHTS); request and reply of BELTPACK_TAP, and the reply of BELTPACK_CLOCK, carry two. An open file
+ * is named by the device and inode number of that descriptor, so that copies made by dup and fork, and
+ * descriptors whose number was used before, are told apart without watching close.
  */
 #pragma once
 
@@ -19,6 +19,9 @@
 /* Environment variable with the name of the program, without its folder, whose standard input and output go
  * through the simulator; not set when nobody looks at its lines. */
 #define BELTPACK_TAP_VARIABLE "BELTPACK_SIM_TAP"
+/* Environment variable with the name of the program, without its folder, whose time is the simulator's; not
+ * set when all time is the machine's. */
+#define BELTPACK_CLOCK_VARIABLE "BELTPACK_SIM_CLOCK"
 
 enum {
     BELTPACK_BUS_LIMIT = 4096,     /* bytes: spidev's default buffer, and a page for a sysfs attribute */
@@ -41,8 +44,16 @@ enum beltpack_operation {
                           result */
     BELTPACK_SYSLOG,   /* argument: priority with facility; event_size: length of the identifier; payload: the
                           identifier, then the message */
-    BELTPACK_TAP       /* carries the process's descriptors 0 and 1. Reply: carries those to put in their
+    BELTPACK_TAP,      /* carries the process's descriptors 0 and 1. Reply: carries those to put in their
                           places, in this order */
+    BELTPACK_CLOCK,    /* the process's time is the simulator's from now on. offset: its process number;
+                          argument: O_CLOEXEC. Reply: result, the name for the two below; carries a pipe's read
+                          end, where a byte tells the process to look again, and the file with the clock */
+    BELTPACK_WAIT,     /* nothing that the process waits for is ready. argument: 1 for the first look of its
+                          call, then 0; device: its name; inode: beltpack_clock's stirs from before the look;
+                          offset: when the call's time is up, in microseconds of the clock, -1: never. Reply:
+                          error, with which the call fails, or 0: it sleeps until it has to look again */
+    BELTPACK_LEAVE     /* it does not sleep any more. device: its name */
 };
 
 enum beltpack_kind { BELTPACK_INPUT = 1, BELTPACK_SPI, BELTPACK_ATTRIBUTE };
@@ -65,5 +76,16 @@ struct beltpack_reply {
     uint32_t size; /* payload bytes that follow */
 };
 
+/* What the file with the clock begins with, for processes to map. Written by the simulator alone; both sides
+ * use the compiler's atomic operations. */
+struct beltpack_clock {
+    uint64_t now;   /* microseconds since the simulator's start */
+    uint64_t stirs; /* how often the simulator has done something that may have made a descriptor ready */
+};
+
+/* The time of day at which the clock starts: 2020-01-01 00:00:00 UTC. */
+enum { BELTPACK_CLOCK_EPOCH = 1577836800 /* seconds */ };
+
+static_assert(sizeof(struct beltpack_clock) == 16, "the clock is read by 32-bit and 64-bit processes");
 static_assert(sizeof(struct beltpack_request) == 40, "requests cross from 32-bit to 64-bit processes");
 static_assert(sizeof(struct beltpack_reply) == 24, "replies cross from 64-bit to 32-bit processes");

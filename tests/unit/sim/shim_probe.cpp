@@ -4,23 +4,28 @@
 #include <fcntl.h>
 #include <linux/input.h>
 #include <linux/spi/spidev.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -359,12 +364,257 @@ void leaveBehind() {
     std::printf("%d\n", static_cast<int>(child));
 }
 
+// ---- Time ----
+
+constexpr std::int64_t kClockStart = 1577836800;  // seconds
+
+// Microseconds since the clock's start.
+std::int64_t present() {
+    timeval time{};
+    CHECK(gettimeofday(&time, nullptr) == 0);
+    return (std::int64_t{time.tv_sec} - kClockStart) * 1000000 + time.tv_usec;
+}
+
+// What the call has cost, in microseconds of the clock.
+template <typename Call>
+std::int64_t cost(Call call) {
+    const std::int64_t start = present();
+    call();
+    return present() - start;
+}
+
+// A pipe with nothing in it.
+std::array<int, 2> emptyPipe() {
+    std::array<int, 2> ends{};
+    CHECK(pipe(ends.data()) == 0);
+    return ends;
+}
+
+int selectOn(int fd, timeval timeout) {
+    fd_set readers;
+    FD_ZERO(&readers);
+    FD_SET(fd, &readers);
+    return select(fd + 1, &readers, nullptr, nullptr, &timeout);
+}
+
+void tellingTime() {
+    CHECK(present() == 0);
+    CHECK(cost([] { std::vector<int>(1000000, 1).shrink_to_fit(); }) == 0);
+    CHECK(usleep(1700000) == 0);
+    CHECK(time(nullptr) == kClockStart + 1);
+    time_t stored = 0;
+    CHECK(time(&stored) == stored);
+    timespec now{};
+    for (const clockid_t id : {CLOCK_REALTIME, CLOCK_REALTIME_COARSE}) {
+        CHECK(clock_gettime(id, &now) == 0 && now.tv_sec == kClockStart + 1 && now.tv_nsec == 700000000);
+    }
+    for (const clockid_t id :
+         {CLOCK_MONOTONIC, CLOCK_MONOTONIC_RAW, CLOCK_MONOTONIC_COARSE, CLOCK_BOOTTIME}) {
+        CHECK(clock_gettime(id, &now) == 0 && now.tv_sec == 1 && now.tv_nsec == 700000000);
+    }
+    CHECK(clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now) == 0 && now.tv_sec < 3600);
+    CHECK_FAILS(clock_gettime(999, &now), EINVAL);
+}
+
+void sleeping() {
+    using std::chrono::steady_clock;
+    CHECK(cost([] { usleep(1500); }) == 1500);
+    CHECK(cost([] { sleep(86400); }) == 86400000000);
+    CHECK(cost([] { std::this_thread::sleep_for(std::chrono::milliseconds(30)); }) == 30000);
+    const auto end = steady_clock::now() + std::chrono::milliseconds(30);
+    CHECK(cost([&] { std::this_thread::sleep_until(end); }) == 30000 && steady_clock::now() == end);
+    timespec little = {0, 1};
+    CHECK(cost([&] { CHECK(nanosleep(&little, nullptr) == 0); }) == 1);
+    const timespec wrong = {0, 1000000000};
+    CHECK_FAILS(nanosleep(&wrong, nullptr), EINVAL);
+    CHECK(clock_nanosleep(CLOCK_MONOTONIC, 0, &wrong, nullptr) == EINVAL);
+    timespec later{};
+    clock_gettime(CLOCK_REALTIME, &later);
+    later.tv_sec += 5;
+    CHECK(cost([&] { CHECK(clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &later, nullptr) == 0); }) ==
+          5000000);
+    CHECK(cost([&] { CHECK(clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &later, nullptr) == 0); }) == 0);
+}
+
+void selecting() {
+    const auto [out, in] = emptyPipe();
+    CHECK(cost([fd = out] { CHECK(selectOn(fd, {0, 250000}) == 0); }) == 250000);
+    CHECK(cost([fd = out] { CHECK(selectOn(fd, {0, 0}) == 0); }) == 0);
+    CHECK_FAILS(selectOn(out, {-1, 0}), EINVAL);
+    const int closed = dup(out);
+    close(closed);
+    CHECK_FAILS(selectOn(closed, {1, 0}), EBADF);
+    fd_set readers;
+    fd_set writers;
+    FD_ZERO(&readers);
+    FD_ZERO(&writers);
+    FD_SET(out, &readers);
+    timeval timeout = {1, 500000};
+    CHECK(select(in + 1, &readers, nullptr, nullptr, &timeout) == 0 && !FD_ISSET(out, &readers));
+    CHECK(timeout.tv_sec == 0 && timeout.tv_usec == 0);
+    FD_SET(out, &readers);
+    FD_SET(in, &writers);
+    timeout = {1, 500000};
+    CHECK(select(in + 1, &readers, &writers, nullptr, &timeout) == 1);
+    CHECK(!FD_ISSET(out, &readers) && FD_ISSET(in, &writers));
+    CHECK(timeout.tv_sec == 1 && timeout.tv_usec == 500000);
+    const timespec half = {0, 500000000};
+    CHECK(cost([&] { CHECK(pselect(0, nullptr, nullptr, nullptr, &half, nullptr) == 0); }) == 500000);
+    CHECK(put(in, "x") == 1);
+    FD_SET(out, &readers);
+    CHECK(select(out + 1, &readers, nullptr, nullptr, nullptr) == 1 && FD_ISSET(out, &readers));
+}
+
+void polling() {
+    const auto [out, in] = emptyPipe();
+    pollfd asked = {out, POLLIN, 0};
+    CHECK(cost([&] { CHECK(poll(&asked, 1, 40) == 0); }) == 40000);
+    CHECK(cost([&] { CHECK(poll(nullptr, 0, 40) == 0); }) == 40000);
+    const timespec half = {0, 500000000};
+    CHECK(cost([&] { CHECK(ppoll(&asked, 1, &half, nullptr) == 0); }) == 500000);
+    CHECK(put(in, "x") == 1);
+    CHECK(cost([&] { CHECK(poll(&asked, 1, -1) == 1 && asked.revents == POLLIN); }) == 0);
+}
+
+// A child that was forked has the time of day of its parent, and sleeps by the machine's clock.
+void forkedChild() {
+    const std::int64_t start = present();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(present() == start && usleep(1000) == 0 && present() == start ? 0 : 1);
+    }
+    int status = -1;
+    CHECK(waitpid(child, &status, 0) == child && status == 0);
+    CHECK(present() == start);
+}
+
+void clocks() {
+    tellingTime();
+    sleeping();
+    selecting();
+    polling();
+    forkedChild();
+}
+
+// Real milliseconds, past the C library.
+void spinFor(std::int64_t milliseconds) {
+    const auto real = [] {
+        timespec now{};
+        syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+        return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+    };
+    const std::int64_t end = real() + milliseconds;
+    while (real() < end) {
+    }
+}
+
+// Runs this program once more, as companion of this process, until it has joined the clock.
+pid_t startCompanion(const char* scenario, int reader, int writer) {
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(writer, STDOUT_FILENO);
+        execl("/proc/self/exe", "companion", scenario, nullptr);
+        _exit(127);
+    }
+    CHECK(get(reader, 7) == "joined\n");
+    return child;
+}
+
+// Sixty virtual seconds cannot pass while another process is at work: what it does arrives first.
+void companion() {
+    const auto [out, in] = emptyPipe();
+    const pid_t writer = startCompanion("companion-writes", out, in);
+    CHECK(cost([fd = out] { CHECK(selectOn(fd, {60, 0}) == 1); }) == 0);
+    CHECK(waitpid(writer, nullptr, 0) == writer);
+    sigset_t usr1;
+    sigset_t none;
+    sigemptyset(&none);
+    sigemptyset(&usr1);
+    sigaddset(&usr1, SIGUSR1);
+    sigprocmask(SIG_BLOCK, &usr1, nullptr);  // it comes in the wait, or not at all
+    signal(SIGUSR1, [](int) {});
+    const auto [second, secondIn] = emptyPipe();
+    const pid_t signaller = startCompanion("companion-signals", second, secondIn);
+    const timespec minute = {60, 0};
+    CHECK(cost([&] { CHECK_FAILS(pselect(0, nullptr, nullptr, nullptr, &minute, &none), EINTR); }) == 0);
+    CHECK(waitpid(signaller, nullptr, 0) == signaller);
+    CHECK(cost([] { usleep(1000); }) == 1000);
+}
+
+void companionWrites() {
+    std::printf("joined\n");
+    spinFor(50);
+    std::printf("word\n");
+}
+
+void companionSignals() {
+    std::printf("joined\n");
+    spinFor(50);
+    kill(getppid(), SIGUSR1);
+}
+
+void tellTime() {
+    std::printf("%lld\n", static_cast<long long>(time(nullptr)));
+}
+
+// Tells the time stamp of each key event, until standard input ends.
+void stamps() {
+    const int fd = open(kKeys, O_RDONLY | O_NONBLOCK);
+    std::printf("ready\n");
+    std::array<pollfd, 2> asked = {{{fd, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    while (poll(asked.data(), asked.size(), -1) > 0 && asked[1].revents == 0) {
+        std::array<input_event, 2> events{};
+        CHECK(read(fd, events.data(), sizeof events) == sizeof events);
+        std::printf("at %llu.%06llu\n", static_cast<unsigned long long>(events[0].input_event_sec),
+                    static_cast<unsigned long long>(events[0].input_event_usec));
+    }
+}
+
+// Until standard input ends: a line a second.
+void ticks() {
+    pollfd asked = {STDIN_FILENO, POLLIN, 0};
+    int count = 0;
+    do {
+        std::printf("tick %d\n", ++count);
+    } while (poll(&asked, 1, 1000) == 0);
+}
+
+// Until standard input ends: what select gives after a tenth of a second, or its error.
+void selects() {
+    int result = 0;
+    do {
+        result = selectOn(STDIN_FILENO, {0, 100000});
+        std::printf("%s\n", result < 0 ? strerrorname_np(errno) : std::to_string(result).c_str());
+    } while (result <= 0);
+}
+
+void spin() {
+    while (time(nullptr) == kClockStart) {
+    }
+}
+
+void writeForEver() {
+    const int fd = open(kLed, O_RDWR);
+    while (put(fd, "1") == 1) {
+    }
+}
+
+void sleepForEver() {
+    for (;;) {
+        sleep(1000000);
+    }
+}
+
 constexpr struct {
     const char* name;
     void (*run)();
 } kScenarios[] = {
     {"attributes", attributes},
     {"buses", buses},
+    {"clocks", clocks},
+    {"companion", companion},
+    {"companion-signals", companionSignals},
+    {"companion-writes", companionWrites},
     {"copies", copies},
     {"crash", crash},
     {"echo", echo},
@@ -379,9 +629,16 @@ constexpr struct {
     {"reads", reads},
     {"rear", rear},
     {"reopening", reopening},
+    {"selects", selects},
     {"simulator-death", simulatorDeath},
+    {"sleep", sleepForEver},
+    {"spin", spin},
+    {"stamps", stamps},
     {"streams", streams},
     {"tell-streams", tellStreams},
+    {"tell-time", tellTime},
+    {"ticks", ticks},
+    {"write", writeForEver},
 };
 
 }  // namespace

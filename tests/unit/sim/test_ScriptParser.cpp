@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <csignal>
 
+#include "tests/unit/sim/TemporaryFolder.h"
+
 namespace {
 
 using Words = std::vector<std::string>;
@@ -83,16 +85,38 @@ TEST(ScriptParser, ArgumentsAreCounted) {
 
 TEST(ScriptParser, ArgumentsAreOfTheirKind) {
     for (const char* bad :
-         {"press Talk_9", "turn Up 1", "turn Left one", "wait led grn:c3 1", "wait led grn:c2 256",
-          "wait output 10 1", "wait output 9 2", "wait frame -1", "expect exit 256", "expect display dim",
-          "timeout 0", "pause 1s", "kill SEGV", "kill 15", "kill term", "expect gain x", "disptype 1 256"}) {
+         {"press Talk_9",     "turn Up 1",        "turn Left one", "wait led grn:c3 1", "wait led grn:c2 256",
+          "wait output 10 1", "wait output 9 2",  "wait frame -1", "expect exit 256",   "expect display dim",
+          "timeout 0",        "pause 1s",         "kill SEGV",     "kill 15",           "kill term",
+          "expect gain x",    "disptype 1 256",   "hold Talk_9 1", "hold Menu -1",      "expect silence soon",
+          "advance -1",       "pause 1000000001", "speed 0",       "speed fast",        "speed 2x",
+          "speed 1001"}) {
         EXPECT_NE(errorOf(bad).find("bad argument"), std::string::npos) << bad;
     }
-    for (const char* good :
-         {"press Hp_Detect", "turn Rear -5 1", "wait led red:t1 255", "wait output \"Power LED\" 1",
-          "wait output 105 0", "wait frame", "wait frame 3", "wait exit", "expect exit 255",
-          "expect display off", "timeout 60", "pause 0", "expect gain 31", "kill", "kill INT",
-          "disptype unset", "disptype 1 3", "expect quiet"}) {
+    for (const char* good : {"press Hp_Detect",
+                             "turn Rear -5 1",
+                             "wait led red:t1 255",
+                             "wait output \"Power LED\" 1",
+                             "wait output 105 0",
+                             "wait frame",
+                             "wait frame 3",
+                             "wait exit",
+                             "expect exit 255",
+                             "expect display off",
+                             "timeout 60",
+                             "pause 0",
+                             "expect gain 31",
+                             "kill",
+                             "kill INT",
+                             "disptype unset",
+                             "disptype 1 3",
+                             "expect quiet",
+                             "hold Menu 3000",
+                             "expect silence 0",
+                             "advance 86400000",
+                             "speed 0.5",
+                             "speed 1000",
+                             "fault select EINTR nth 2 times always"}) {
         EXPECT_EQ(errorOf(good), "") << good;
     }
 }
@@ -133,9 +157,42 @@ TEST(ScriptParser, BadFaultsAreRefused) {
          {"fault close /dev/x EIO", "fault open /dev/x EWHAT", "fault open /dev/x",
           "fault open /dev/x EIO nth", "fault open /dev/x EIO nth 0", "fault open /dev/x EIO nth always",
           "fault open /dev/x EIO for 3", "fault read /dev/x short 1", "fault write /dev/x short",
-          "fault write /dev/x short -1"}) {
+          "fault write /dev/x short -1", "fault select", "fault select short 1",
+          "fault select /dev/x EINTR"}) {
         EXPECT_NE(errorOf(bad), "") << bad;
     }
+}
+
+TEST(ScriptParser, IncludedStepsStandInTheirPlace) {
+    const TemporaryFolder folder;
+    folder.write("outer", "press Menu\ninclude inner.inc\nrelease Menu\n");
+    folder.write("inner.inc", "# common\nturn Left 1\ninclude \"last one\"\n");
+    folder.write("last one", "close");
+    sim::Script script;
+    ASSERT_EQ(sim::parseScriptFile(folder.file("outer"), script), "");
+    ASSERT_EQ(script.steps.size(), 4U);
+    EXPECT_EQ(script.file, folder.file("outer"));
+    EXPECT_EQ(script.steps[1].word, "turn");
+    EXPECT_EQ(script.steps[1].file, folder.file("inner.inc"));
+    EXPECT_EQ(script.steps[1].line, 2);
+    EXPECT_EQ(script.steps[2].word, "close");
+    EXPECT_EQ(script.steps[3].file, folder.file("outer"));
+    EXPECT_EQ(script.steps[3].line, 3);
+}
+
+TEST(ScriptParser, BadIncludesAreRefusedWithTheirPlace) {
+    const TemporaryFolder folder;
+    folder.write("outer", "\ninclude inner.inc\n");
+    sim::Script script;
+    EXPECT_EQ(sim::parseScriptFile(folder.file("outer"), script),
+              folder.file("outer") + ":2: cannot read " + folder.file("inner.inc"));
+    folder.write("inner.inc", "close\njump\n");
+    EXPECT_EQ(sim::parseScriptFile(folder.file("outer"), script),
+              folder.file("inner.inc") + ":2: unknown word");
+    folder.write("inner.inc", "include inner.inc\n");
+    EXPECT_EQ(sim::parseScriptFile(folder.file("outer"), script),
+              folder.file("inner.inc") + ":1: include: nested too deep");
+    EXPECT_EQ(errorOf("include\n"), "s:1: include: an argument is missing");
 }
 
 TEST(ScriptParser, MissingFileIsAnError) {

@@ -183,8 +183,9 @@ TEST_F(DeviceTreeTest, KeyStateIsABitArrayOfTheAskedSize) {
 
 TEST(InputEvents, HaveTheSizeOfTheReader) {
     const std::vector<sim::InputEvent> events = {{EV_KEY, 103, 1}, {EV_SYN, 0, 0}};
-    const std::string wide = sim::encodeEvents(events, 24);
-    const std::string narrow = sim::encodeEvents(events, 16);
+    constexpr std::int64_t kTime = 1'600'000'000'250'000;
+    const std::string wide = sim::encodeEvents(events, 24, kTime);
+    const std::string narrow = sim::encodeEvents(events, 16, kTime);
     EXPECT_EQ(wide.size(), 48U);
     EXPECT_EQ(narrow.size(), 32U);
     EXPECT_EQ(wide.substr(16, 8), narrow.substr(8, 8));
@@ -192,6 +193,12 @@ TEST(InputEvents, HaveTheSizeOfTheReader) {
     std::memcpy(&first, narrow.data() + 8, sizeof first);
     EXPECT_EQ(first.code, 103);
     EXPECT_EQ(first.value, 1);
+    std::array<std::uint32_t, 2> time{};
+    std::memcpy(time.data(), narrow.data() + 16, sizeof time);
+    EXPECT_EQ(time, (std::array<std::uint32_t, 2>{1'600'000'000, 250'000}));
+    std::array<std::uint64_t, 2> wideTime{};
+    std::memcpy(wideTime.data(), wide.data() + 24, sizeof wideTime);
+    EXPECT_EQ(wideTime, (std::array<std::uint64_t, 2>{1'600'000'000, 250'000}));
 }
 
 }  // namespace

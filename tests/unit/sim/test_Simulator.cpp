@@ -245,6 +245,16 @@ TEST_F(Simulator, FramesPicturesAndDisplayStateAreSeen) {
     EXPECT_EQ(work.read("end.png"), work.read("diagonal.png"));
 }
 
+TEST_F(Simulator, FailureLeavesThePictureThatWasShown) {
+    EXPECT_EQ(
+        play("wait frame\nscreenshot shot.png\nwait line drawn\nclose\nwait exit\nexpect gain 7\n", "frame"),
+        1);
+    expectContains(err(), "expected: 7\n  got:      ");
+    expectContains(err(), "  picture:  " + work.file("failure.png") + '\n');
+    EXPECT_FALSE(work.read("shot.png").empty());
+    EXPECT_EQ(work.read("failure.png"), work.read("shot.png"));
+}
+
 TEST_F(Simulator, WrongVariantShowsInThePicture) {
     EXPECT_EQ(play("wait frame\nexpect picture p.png\n", "frame", "--update-pictures"), 0) << err();
     EXPECT_EQ(play("wait frame\nexpect picture p.png\n", "frame", "--panel 1"), 1);
