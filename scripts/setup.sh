@@ -11,6 +11,7 @@ run=(
   g++
   libcli11-dev
   libfreetype-dev
+  libncurses-dev
   libpng-dev
   ninja-build
   nlohmann-json3-dev
@@ -25,6 +26,7 @@ test=(
   libbenchmark-dev
   libgtest-dev
   python3-pil
+  tmux
   valgrind
 )
 

@@ -8,6 +8,7 @@
 #include "sim/program/Session.h"
 #include "sim/script/ScriptParser.h"
 #include "sim/script/ScriptRunner.h"
+#include "sim/term/TerminalView.h"
 #include "sim/view/LinePrinter.h"
 
 namespace {
@@ -41,6 +42,9 @@ sim::SessionOptions sessionOptions(const sim::Options& options) {
 void addViews(sim::Session& session, const sim::Options& options) {
     if (options.lines) {
         session.add(std::make_unique<sim::LinePrinter>());
+    }
+    if (options.term) {
+        session.add(std::make_unique<sim::TerminalView>());
     }
 }
 

@@ -31,6 +31,7 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--log", options.log, "Write what happens as JSON objects, one a line");
     app.add_flag("--trace", options.trace, "Show what happens on standard error");
     app.add_flag("--lines", options.lines, "Show the daemon's lines, in and out, on standard error");
+    app.add_flag("--term", options.term, "Show the panel in the terminal, and take keys there");
     app.add_option("--daemon", options.daemon,
                    "Name of the program whose lines are looked at (default: beltpack_fpui)");
     app.add_option("--script", options.script, "Play a scripted session")->check(CLI::ExistingFile);

@@ -16,6 +16,7 @@ struct Options {
     std::string log;                       // --log; empty: none
     bool trace = false;                    // --trace
     bool lines = false;                    // --lines
+    bool term = false;                     // --term
     std::string daemon = "beltpack_fpui";  // --daemon
     std::string script;                    // --script; empty: none
     bool virtualTime = false;              // --clock virtual
