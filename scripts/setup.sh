@@ -21,11 +21,15 @@ test=(
   "${run[@]}"
   clang-14
   clang-format-14
+  cpio
+  device-tree-compiler
   g++-arm-linux-gnueabihf
   imagemagick
   libbenchmark-dev
   libgtest-dev
   python3-pil
+  qemu-system-arm
+  qemu-user-static
   tmux
   valgrind
 )

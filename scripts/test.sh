@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the project in every way it must build and passes all tests: gcc release, gcc with the address and
-# undefined-behaviour sanitizers, clang release; and builds the daemon for the station's 32-bit ARM processor.
+# undefined-behaviour sanitizers, clang release; and for the station's 32-bit ARM processor, whose tests run in an
+# emulator, the daemon also on an emulated board with a real kernel.
 # Arguments go to ctest, e.g. scripts/test.sh -R Line
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,6 +19,6 @@ for preset in arm release sanitize clang; do
   cmake --build --preset "$preset"
 done
 step "Tests"
-# One run over the three builds, so that one summary tells about all of them.
-printf 'subdirs(release sanitize clang)\n' >build/CTestTestfile.cmake
+# One run over all builds, so that one summary tells about all of them.
+printf 'subdirs(release sanitize clang arm)\n' >build/CTestTestfile.cmake
 ctest --test-dir build --output-on-failure -j "$(nproc)" "$@"

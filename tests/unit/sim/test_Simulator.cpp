@@ -22,8 +22,8 @@ TEST_P(ProbeScenario, PassesOnTheEmulatedPanel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shim, ProbeScenario,
-                         ::testing::Values("attributes", "buses", "copies", "gpio", "other-forms", "reads",
-                                           "reopening", "streams"),
+                         ::testing::Values("attributes", "buses", "copies", "gpio", "limits", "other-forms",
+                                           "reads", "reopening", "streams"),
                          [](const auto& scenario) {
                              std::string name = scenario.param;
                              name.erase(std::remove(name.begin(), name.end(), '-'), name.end());

@@ -34,6 +34,9 @@ TEST_F(VirtualTime, EveryCallThatTellsTheTimeOrWaitsIsVirtual) {
 }
 
 TEST_F(VirtualTime, OtherProcessesOfItsNameHoldTheClockWhileTheyAreAwake) {
+    if (BELTPACK_EMULATED) {
+        GTEST_SKIP() << "the probe starts itself anew by /proc/self/exe, which is the emulator's file here";
+    }
     EXPECT_EQ(playVirtually("wait exit 0\n", "companion"), 0) << err();
 }
 
