@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the daemon and runs it on the emulated panel with a short session: it draws a screen, lights LEDs, presses a
-# key and turns an encoder. Shows the daemon's event lines and leaves a picture of the screen.
+# key and turns an encoder. Shows the daemon's event lines and leaves two pictures of the screen.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,4 +15,8 @@ step "The session (examples/demo.panel); what follows are the daemon's own lines
 build/demo/bin/beltpack_sim --script examples/demo.panel --artifacts build/demo --scale 8 --trace 2>build/demo/trace
 step "What reached the lights and the display's contrast meanwhile (all of it is in build/demo/trace)"
 grep -E 'brightness|spidev3.0 81' build/demo/trace
-step "The screen is in $PWD/build/demo/screen.png"
+step "Scalable text (examples/scalable_text.panel)"
+mkdir -p build/demo/font
+ln -sf /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf build/demo/font/sans.ttf
+(cd build/demo && bin/beltpack_sim --script ../../examples/scalable_text.panel --scale 8)
+step "The screens are $PWD/build/demo/screen.png and scalable_text.png beside it"
