@@ -41,7 +41,7 @@ def split_frames(messages):
         if rest[0].data[:1] != bytes([SET_PAGE]):
             found.append(rest.pop(0).data)
             continue
-        if len(rest) < 2 * PAGES:
+        if len(rest) < 2 * PAGES or len(rest) == 2 * PAGES and len(rest[-1].data) < WIDTH:
             break
         for number in range(PAGES):
             _page_of(rest[2 * number], number)
