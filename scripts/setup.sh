@@ -11,6 +11,7 @@ run=(
   g++
   libcli11-dev
   libfreetype-dev
+  libgif-dev
   libncurses-dev
   libpng-dev
   ninja-build

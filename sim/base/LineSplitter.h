@@ -16,7 +16,9 @@ public:
     // A whole line without its line feed.
     using Tell = std::function<void(const std::string& text)>;
 
-    explicit LineSplitter(Tell tell) : m_tell(std::move(tell)) {}
+    // tellEnd: called at the stream's end, behind its last line.
+    explicit LineSplitter(Tell tell, std::function<void()> tellEnd = {})
+        : m_tell(std::move(tell)), m_tellEnd(std::move(tellEnd)) {}
 
     // Bytes as they come, cut anywhere.
     void append(std::string_view bytes) {
@@ -33,6 +35,9 @@ public:
         if (!m_text.empty()) {
             m_tell(std::exchange(m_text, {}));
         }
+        if (m_tellEnd) {
+            m_tellEnd();
+        }
     }
 
     // What has begun is forgotten.
@@ -42,6 +47,7 @@ private:
     void take(std::string_view part) { m_text += part.substr(0, kMaxText - m_text.size()); }
 
     const Tell m_tell;
+    const std::function<void()> m_tellEnd;
     std::string m_text;
 };
 

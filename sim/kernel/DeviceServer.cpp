@@ -1,6 +1,7 @@
 #include "sim/kernel/DeviceServer.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -193,6 +194,13 @@ int DeviceServer::waitError() {
     return fault ? fault->error : 0;
 }
 
+void DeviceServer::order(const Fault& fault) {
+    m_faults.add(fault);
+    if (m_tree.find(fault.path) != nullptr) {  // no call ever meets another
+        m_listeners.onFault(fault.words());
+    }
+}
+
 bool DeviceServer::unplug(const std::string& path) {
     const DeviceNode* node = m_tree.find(path);
     if (node == nullptr) {
@@ -224,11 +232,26 @@ void DeviceServer::onProtocolError(const std::string& what) {
 }
 
 void DeviceServer::onInput(InputDevice device, const std::vector<InputEvent>& events) {
+    forEachReader(device, [this, &events](OpenFile& file) { deliver(file, events); });
+}
+
+std::size_t DeviceServer::unreadEvents(InputDevice device) {
+    std::size_t most = 0;
+    forEachReader(device, [&most](OpenFile& file) {
+        int bytes = 0;
+        if (::ioctl(file.peer.get(), FIONREAD, &bytes) == 0) {
+            most = std::max(most, static_cast<std::size_t>(bytes) / file.eventSize);
+        }
+    });
+    return most;
+}
+
+void DeviceServer::forEachReader(InputDevice device, const std::function<void(OpenFile&)>& act) {
     const auto isDevice = [device](const DeviceNode& node) {
         const auto* input = dynamic_cast<const InputNode*>(&node);
         return input != nullptr && input->device() == device;
     };
-    m_files.forEachOn(isDevice, [this, &events](OpenFile& file) { deliver(file, events); });
+    m_files.forEachOn(isDevice, act);
 }
 
 // The kernel takes a write of up to PIPE_BUF bytes whole or not at all, so readers see whole events only.

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -42,7 +44,8 @@ public:
 
     [[nodiscard]] Reply handle(const Request& request);
 
-    void order(const Fault& fault) { m_faults.add(fault); }
+    // Listeners of the panel are told, if its path is one of the panel's.
+    void order(const Fault& fault);
     // Counts a wait of a process for its descriptors: the errno that was ordered for it, or 0.
     [[nodiscard]] int waitError();
     // The device is gone: opening it gives ENOENT, calls on files that are open on it ENODEV, for good.
@@ -50,6 +53,9 @@ public:
     bool unplug(const std::string& path);
     // It is back, for new opens.
     bool plug(const std::string& path);
+
+    // So many events of the device wait to be read, by the slowest who has it open.
+    [[nodiscard]] std::size_t unreadEvents(InputDevice device);
 
 private:
     void onFrame(unsigned number, const Picture& picture) override;
@@ -67,6 +73,7 @@ private:
     [[nodiscard]] Result transfer(OpenFile& file, const Request& request);
     [[nodiscard]] std::optional<Fault> takeFault(DeviceCall call, const std::string& path);
     void logNews();
+    void forEachReader(InputDevice device, const std::function<void(OpenFile&)>& act);
     void deliver(OpenFile& file, const std::vector<InputEvent>& events);
 
     PanelListener& m_listeners;  // the panel's

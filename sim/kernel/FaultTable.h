@@ -30,6 +30,8 @@ struct Fault {
 
     // "EIO" or "short 1".
     [[nodiscard]] std::string effect() const;
+    // All of it in the words of a script, e.g. "ioctl /dev/spidev3.0 EIO nth 2 times always".
+    [[nodiscard]] std::string words() const;
 };
 
 class FaultTable {

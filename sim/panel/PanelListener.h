@@ -50,6 +50,8 @@ public:
     virtual void onTransfer(const std::string& path, std::string_view bytes) { (void)path, (void)bytes; }
     // A file of the panel is gone, or back.
     virtual void onPlug(const std::string& path, bool plugged) { (void)path, (void)plugged; }
+    // A failure was ordered. words: those of a script's step "fault".
+    virtual void onFault(const std::string& words) { (void)words; }
 
     // ---- The program ----
 
@@ -57,6 +59,8 @@ public:
     // bytes. Told as it is passed on, so that an answer comes behind its command.
     virtual void onLineIn(const std::string& text) { (void)text; }
     virtual void onLineOut(const std::string& text) { (void)text; }
+    // Nothing goes into the daemon any more: its input was closed, or it reads no longer.
+    virtual void onInputEnd() {}
     // The simulator's command: the daemon, or a controller that starts it. status: the exit status, or
     // 128 + n when signal n ended it.
     virtual void onStart(const std::string& command) { (void)command; }
@@ -98,11 +102,17 @@ public:
     void onPlug(const std::string& path, bool plugged) override {
         tell([&](PanelListener& to) { to.onPlug(path, plugged); });
     }
+    void onFault(const std::string& words) override {
+        tell([&](PanelListener& to) { to.onFault(words); });
+    }
     void onLineIn(const std::string& text) override {
         tell([&](PanelListener& to) { to.onLineIn(text); });
     }
     void onLineOut(const std::string& text) override {
         tell([&](PanelListener& to) { to.onLineOut(text); });
+    }
+    void onInputEnd() override {
+        tell([](PanelListener& to) { to.onInputEnd(); });
     }
     void onStart(const std::string& command) override {
         tell([&](PanelListener& to) { to.onStart(command); });

@@ -61,10 +61,11 @@ BootEnvironment::~BootEnvironment() {
     }
 }
 
-bool BootEnvironment::answer(const BootAnswer& answer) const {
+bool BootEnvironment::answer(const BootAnswer& answer) {
     std::ofstream file(stub(), std::ios::trunc);
     file << "#!/bin/sh\n" << stubBody(answer);
     file.close();
+    m_answer = answer;
     return file.good() && ::chmod(stub().c_str(), S_IRWXU) == 0;
 }
 

@@ -31,12 +31,15 @@ public:
     [[nodiscard]] const std::string& folder() const { return m_folder; }
 
     // Sets what the tool does from now on. False: the stub cannot be written.
-    [[nodiscard]] bool answer(const BootAnswer& answer) const;
+    [[nodiscard]] bool answer(const BootAnswer& answer);
+    // What it does now.
+    [[nodiscard]] const BootAnswer& current() const { return m_answer; }
 
 private:
     [[nodiscard]] std::string stub() const { return m_folder + "/fw_printenv"; }
 
     std::string m_folder;
+    BootAnswer m_answer;
 };
 
 }  // namespace sim

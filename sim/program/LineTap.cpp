@@ -45,7 +45,8 @@ LineTap::LineTap(EventLoop& loop, PanelListener& listener, Descriptors given, De
 
 LineTap::LineTap(EventLoop& loop, PanelListener& listener, Descriptors& given, Ends ends,
                  Descriptors& replacements)
-    : m_linesIn([&listener](const std::string& text) { listener.onLineIn(text); }),
+    : m_linesIn([&listener](const std::string& text) { listener.onLineIn(text); },
+                [&listener] { listener.onInputEnd(); }),
       m_linesOut([&listener](const std::string& text) { listener.onLineOut(text); }),
       m_in(loop, StreamEnd::shared(std::move(given.input), O_RDONLY),
            StreamEnd::ours(std::move(ends.ours.input)), m_linesIn),

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <iostream>
 
@@ -14,7 +15,25 @@ constexpr char kFooter[] =
     "simulator\n"
     "is run.\n"
     "Exit status: the command's (128 + n after signal n); with a script 0 passed, 1 an expectation failed,\n"
-    "2 usage or script error, 3 the command ended by itself, 42 time-out.";
+    "2 usage or script error, 3 the command ended by itself, 42 time-out; with a replay likewise, 0 equal "
+    "and\n"
+    "1 different. When a recording or picture file could not be written, 2 stands for 0.";
+constexpr char kAsFastAsCanBe[] = "max";
+constexpr double kSlowest = 0.01;
+constexpr double kFastest = 1000;
+
+std::optional<double> parseSpeed(const std::string& text) {
+    double speed = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), speed);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(speed) : std::nullopt;
+}
+
+// A complaint, or an empty text.
+std::string knownSpeed(const std::string& text) {
+    const auto speed = parseSpeed(text);
+    const bool known = text == kAsFastAsCanBe || (speed && *speed >= kSlowest && *speed <= kFastest);
+    return known ? "" : "no speed: " + text;
+}
 
 void describe(CLI::App& app, Options& options) {
     app.footer(kFooter);
@@ -39,10 +58,22 @@ void describe(CLI::App& app, Options& options) {
            "--clock", [&options](const std::string& name) { options.virtualTime = name == "virtual"; },
            "\"virtual\": time passes when the script and the daemon wait, and only then (default: real)")
         ->check(CLI::IsMember({"real", "virtual"}));
-    app.add_option("--timeout", options.timeout, "Longest wait of a script, in seconds (default: 10)")
+    app.add_option("--record", options.record, "Record the session in this file");
+    app.add_option("--replay", options.replay, "Play a recording again and compare what comes")
+        ->check(CLI::ExistingFile)
+        ->excludes("--script");
+    app.add_option_function<std::string>(
+           "--speed", [&options](const std::string& text) { options.speed = parseSpeed(text); },
+           "So many times as fast as recorded, 0.01 to 1000, or \"max\" (default: 1)")
+        ->check(knownSpeed)
+        ->needs("--replay");
+    app.add_option("--gif", options.gif, "Write what the display shows as an animated GIF");
+    app.add_option("--frames", options.frames, "Write every frame as a PNG file in this folder");
+    app.add_option("--timeout", options.timeout,
+                   "Longest wait of a script or a replay, in seconds (default: 10)")
         ->check(CLI::Range(1, 3600));
     app.add_option("--artifacts", options.artifacts,
-                   "Folder for a script's pictures (default: the current one)");
+                   "Folder for the pictures of a script or a replay (default: the current one)");
     app.add_flag("--update-pictures", options.updatePictures, "Write a script's expected pictures anew");
 }
 

@@ -8,8 +8,8 @@
 namespace sim {
 
 struct Options {
-    int panel = 0;                         // --panel
-    std::optional<std::string> disptype;   // --disptype; none: as the panel that is fitted
+    std::optional<int> panel;              // --panel; none: 0, or the one of the recording
+    std::optional<std::string> disptype;   // --disptype; none: as the panel, or the recording, has it
     int disptypeStatus = 0;                // --disptype-status
     std::string screenshot;                // --screenshot; empty: none
     unsigned scale = 4;                    // --scale
@@ -20,6 +20,11 @@ struct Options {
     std::string daemon = "beltpack_fpui";  // --daemon
     std::string script;                    // --script; empty: none
     bool virtualTime = false;              // --clock virtual
+    std::string record;                    // --record; empty: none
+    std::string replay;                    // --replay; empty: none
+    std::optional<double> speed = 1;       // --speed; none: as fast as can be
+    std::string gif;                       // --gif; empty: none
+    std::string frames;                    // --frames; empty: none
     int timeout = 10;                      // --timeout, seconds
     std::string artifacts = ".";           // --artifacts
     bool updatePictures = false;           // --update-pictures

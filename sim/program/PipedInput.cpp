@@ -1,5 +1,6 @@
 #include "sim/program/PipedInput.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +11,19 @@ void PipedInput::restart() {
     m_lines.clear();
     m_waiting.clear();
     m_atLineStart = true;
+}
+
+void PipedInput::close() {
+    const bool open = m_fd.valid();
+    m_fd.reset();
+    if (open && m_tellEnd) {
+        m_tellEnd();
+    }
+}
+
+bool PipedInput::drained() const {
+    int unread = 0;
+    return m_waiting.empty() && (::ioctl(m_fd.get(), FIONREAD, &unread) < 0 || unread == 0);
 }
 
 long PipedInput::put(std::string_view bytes) {

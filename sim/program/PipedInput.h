@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,12 +16,15 @@ namespace sim {
 class PipedInput {
 public:
     // fd: the pipe's end, not owned: non-blocking while a program runs, else closed. tell: gets each line
-    // that has gone in.
-    PipedInput(UniqueFd& fd, LineSplitter::Tell tell) : m_fd(fd), m_lines(std::move(tell)) {}
+    // that has gone in. tellEnd: called when it is closed here while a program runs.
+    PipedInput(UniqueFd& fd, LineSplitter::Tell tell, std::function<void()> tellEnd = {})
+        : m_fd(fd), m_lines(std::move(tell)), m_tellEnd(std::move(tellEnd)) {}
 
     // A program has started on a new pipe.
     void restart();
-    void close() { m_fd.reset(); }
+    void close();
+    // Whether the program has taken all that was handed in.
+    [[nodiscard]] bool drained() const;
 
     // Hands as much in, in one write, as the pipe takes now: 0 when it is full, -1 when it is closed.
     [[nodiscard]] long write(std::string_view bytes);
@@ -34,6 +38,7 @@ private:
 
     UniqueFd& m_fd;
     LineSplitter m_lines;
+    const std::function<void()> m_tellEnd;
     std::deque<std::string> m_waiting;
     bool m_atLineStart = true;
 };

@@ -60,7 +60,8 @@ Session::Session(SessionOptions options)
       m_panel(m_options.variant),
       m_devices(m_loop, m_panel, m_log),
       m_control(m_loop, [this](Request& request) { return answer(request); }),
-      m_input(m_child.input(), [this](const std::string& text) { tellLineIn(text); }),
+      m_input(
+          m_child.input(), [this](const std::string& text) { tellLineIn(text); }, [this] { tellInputEnd(); }),
       m_linesOut([this](const std::string& text) { tellLineOut(text); }),
       m_taps(m_loop, m_panel.listeners()),
       m_controls(m_panel, m_devices, [this](const std::string& text) { return sendLine(text); }),
@@ -193,6 +194,7 @@ Launch Session::launchOf(const std::vector<std::string>& arguments) const {
 
 bool Session::start(const std::vector<std::string>& arguments) {
     const Launch launch = launchOf(arguments);
+    m_command = launch.arguments;
     m_records.event("start", commandLine(launch.arguments));
     m_panel.listeners().onStart(commandLine(launch.arguments));
     m_exitStatus.reset();
@@ -232,6 +234,12 @@ void Session::tellLineIn(const std::string& text) {
 void Session::tellLineOut(const std::string& text) {
     if (m_pipeIsTheDaemons) {
         m_panel.listeners().onLineOut(text);
+    }
+}
+
+void Session::tellInputEnd() {
+    if (m_pipeIsTheDaemons) {
+        m_panel.listeners().onInputEnd();
     }
 }
 

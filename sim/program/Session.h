@@ -55,6 +55,11 @@ public:
     // Starts the program, with these arguments behind those of the command. False: no process could be made.
     [[nodiscard]] bool start(const std::vector<std::string>& arguments);
     [[nodiscard]] bool running() const { return m_running; }
+    // The words of the program that was started last, its arguments behind it; listeners that are told of its
+    // start find them here.
+    [[nodiscard]] const std::vector<std::string>& command() const { return m_command; }
+    // The name of the program whose lines are told.
+    [[nodiscard]] const std::string& daemon() const { return m_options.daemon; }
     // Of the program that ended last: its exit status, or 128 + n when signal n ended it.
     [[nodiscard]] std::optional<int> exitStatus() const { return m_exitStatus; }
     // The signal that asked the simulator to end, or 0.
@@ -68,6 +73,8 @@ public:
     // when it is closed.
     [[nodiscard]] long writeInput(std::string_view bytes) { return m_input.write(bytes); }
     void closeInput() { m_input.close(); }
+    // Piped: whether the program has read all of it. True also when its input is closed.
+    [[nodiscard]] bool inputRead() const { return m_input.drained(); }
 
     void kill();                  // the running program, and waits for its end
     void sendSignal(int signal);  // to the running program
@@ -85,13 +92,14 @@ public:
     // Virtual time: whether the program has nothing to do, also since it does not run. What it has done may
     // still have to be served.
     [[nodiscard]] bool atRest() const { return !m_running || m_virtual->asleep(m_child.pid()); }
-    [[nodiscard]] const BootEnvironment& boot() const { return m_boot; }
+    [[nodiscard]] BootEnvironment& boot() { return m_boot; }
     [[nodiscard]] const LineQueue& output() const { return m_output; }
 
 private:
     [[nodiscard]] Reply answer(Request& request);
     void tellLineIn(const std::string& text);
     void tellLineOut(const std::string& text);
+    void tellInputEnd();
     [[nodiscard]] std::string sendLine(const std::string& text);
     [[nodiscard]] bool watchSignals();
     void takeSignal();
@@ -114,6 +122,7 @@ private:
     BootEnvironment m_boot;
     UniqueFd m_signals;
     ChildProcess m_child;
+    std::vector<std::string> m_command;
     bool m_running = false;
     std::optional<int> m_exitStatus;
     int m_interruption = 0;

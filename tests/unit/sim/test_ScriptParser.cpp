@@ -152,6 +152,15 @@ TEST(ScriptParser, FaultTakesNthAndTimes) {
     EXPECT_EQ(always->times, sim::Fault::kAlways);
 }
 
+TEST(ScriptParser, FaultIsToldInItsOwnWords) {
+    for (const char* words : {"open /dev/spidev3.0 EACCES", "ioctl /dev/x EIO nth 4 times 2",
+                              "write /dev/x short 0 times always"}) {
+        const auto fault = sim::parseFault(*sim::splitWords(words));
+        ASSERT_TRUE(fault) << words;
+        EXPECT_EQ(fault->words(), words);
+    }
+}
+
 TEST(ScriptParser, BadFaultsAreRefused) {
     for (const char* bad :
          {"fault close /dev/x EIO", "fault open /dev/x EWHAT", "fault open /dev/x",
