@@ -1,6 +1,5 @@
 #include "sim/program/ControlServer.h"
 
-#include <sched.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -17,8 +16,6 @@ namespace sim {
 namespace {
 
 constexpr int kBacklog = 16;
-constexpr int kLooksForNext = 50;
-constexpr int kCallsInARow = 64;
 
 std::string uniqueName() {
     return "beltpack_sim." + std::to_string(::getpid()) + '.' + std::to_string(std::random_device{}());
@@ -143,25 +140,11 @@ void ControlServer::accept() {
     m_loop.watch(fd, EPOLLIN, [this, fd](std::uint32_t) { serve(fd); });
 }
 
-// Calls come in bursts, a frame in sixteen: after each one it pays to look for the next for a while, giving
-// way to other processes, before going to sleep. The bound lets everything else have its turn.
+// One call a round of the loop, so that everything else has its turn.
 void ControlServer::serve(int fd) {
-    int served = 0;
-    for (int looks = 0; looks < kLooksForNext && served < kCallsInARow; ++looks) {
-        const Arrival arrival = receive(fd, m_request);
-        if (arrival == Arrival::Nothing) {
-            ::sched_yield();
-            continue;
-        }
-        if (arrival == Arrival::End || !answer(fd)) {
-            drop(fd);
-            return;
-        }
-        if (m_request.head.operation == BELTPACK_WAIT) {
-            return;  // there is no next one until the clock has moved
-        }
-        looks = 0;
-        ++served;
+    const Arrival arrival = receive(fd, m_request);
+    if (arrival == Arrival::End || (arrival == Arrival::Request && !answer(fd))) {
+        drop(fd);
     }
 }
 

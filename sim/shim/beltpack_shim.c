@@ -22,7 +22,6 @@
 #include <linux/input.h>
 #include <linux/spi/spidev.h>
 #include <pthread.h>
-#include <sched.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdatomic.h>
@@ -191,20 +190,6 @@ static bool send_request(struct exchange* call) {
     return sendmsg(control.fd, &message, MSG_NOSIGNAL) >= 0;
 }
 
-/* A reply takes the simulator a few microseconds, going to sleep for it several times as long: the first
- * looks only give way to other threads, the last one sleeps. */
-static ssize_t await_message(struct msghdr* message, int flags) {
-    enum { LOOKS = 50 };
-    for (int look = 0; look < LOOKS; ++look) {
-        ssize_t length = recvmsg(control.fd, message, flags | MSG_DONTWAIT);
-        if (length >= 0 || errno != EAGAIN) {
-            return length;
-        }
-        sched_yield();
-    }
-    return recvmsg(control.fd, message, flags);
-}
-
 static bool receive_reply(struct exchange* call) {
     struct iovec parts[2] = {{.iov_base = &call->reply, .iov_len = sizeof call->reply},
                              {.iov_base = call->answer, .iov_len = call->answer_room}};
@@ -212,7 +197,9 @@ static bool receive_reply(struct exchange* call) {
     struct msghdr message = {
         .msg_iov = parts, .msg_iovlen = 2, .msg_control = &passed, .msg_controllen = sizeof passed};
     int flags = (call->request.argument & O_CLOEXEC) != 0 ? MSG_CMSG_CLOEXEC : 0;
-    ssize_t length = await_message(&message, flags);
+    /* It sleeps for the reply: a program that looks for it, giving way in between, gives way to every other
+     * busy program of the machine, each time for a whole time slice. */
+    ssize_t length = recvmsg(control.fd, &message, flags);
     struct cmsghdr* header = length > 0 ? CMSG_FIRSTHDR(&message) : NULL;
     if (header != NULL && header->cmsg_type == SCM_RIGHTS) {
         memcpy(call->fds, CMSG_DATA(header), header->cmsg_len - CMSG_LEN(0));
