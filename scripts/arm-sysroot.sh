@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-sysroot_packages=(libbrotli1 libc6 libcli11-dev libfreetype-dev libfreetype6 libgcc-s1 libgif-dev libgif7 libgtest-dev libncurses-dev
+sysroot_packages=(libboost1.74-dev libbrotli1 libc6 libcli11-dev libfreetype-dev libfreetype6 libgcc-s1 libgif-dev libgif7 libgtest-dev libncurses-dev
   libncursesw6 libpng-dev libpng16-16 libstdc++6 libtinfo6 nlohmann-json3-dev zlib1g zlib1g-dev)
 
 # The second one depends on the newest kernel, whose package has the version in its name. Of some 300 MB only these

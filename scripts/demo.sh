@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Builds the daemon and runs it on the emulated panel with a short session: it draws a screen, lights LEDs, presses a
-# key and turns an encoder. Shows the daemon's event lines and leaves two pictures of the screen.
+# Builds the daemon and runs it on the emulated panel: first a short session that draws a screen, lights LEDs, presses a
+# key and turns an encoder, then scalable text, then an intercom menu, a controlling application that starts the daemon.
+# In a terminal the menu is there to be worked, in the terminal and as a web page, until it is left; elsewhere it is
+# worked by a script. Leaves pictures of the screens.
+#   scripts/demo.sh [PORT]       the web page's port (default 8096)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,4 +22,13 @@ step "Scalable text (examples/scalable_text.panel)"
 mkdir -p build/demo/font
 ln -sf /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf build/demo/font/sans.ttf
 (cd build/demo && bin/beltpack_sim --script ../../examples/scalable_text.panel --scale 8)
-step "The screens are $PWD/build/demo/screen.png and scalable_text.png beside it"
+export PATH="$PWD/build/demo/bin:$PATH" # where the menu finds the daemon
+if [[ -t 0 && -t 1 && -t 2 ]]; then
+  step "The intercom menu (examples/menu.cpp), in this terminal and at http://127.0.0.1:${1:-8096}/; q ends it"
+  read -rp "Press Enter to go on. "
+  beltpack_sim --term --web "${1:-8096}" -- example_menu
+else
+  step "The intercom menu (examples/menu.cpp), worked by a script"
+  beltpack_sim --web 0 --script tests/examples/menu.panel --gif build/demo/menu.gif --scale 4 -- example_menu
+fi
+step "The screens are $PWD/build/demo/screen.png, scalable_text.png and, without a terminal, menu.gif beside it"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the project needs, those that are missing only.
+# Installs the Debian packages that the project needs, and for the tests some of npm, those that are missing only.
 #   scripts/setup.sh run     to build the daemon and run it on the emulated panel
 #   scripts/setup.sh test    the same and all that the tests and benchmarks need
 # Needs root or sudo when something is missing.
@@ -9,6 +9,7 @@ run=(
   cmake
   fonts-dejavu-core
   g++
+  libboost-dev
   libcli11-dev
   libfreetype-dev
   libgif-dev
@@ -20,20 +21,25 @@ run=(
 )
 test=(
   "${run[@]}"
+  chromium
   clang-14
   clang-format-14
   cpio
   device-tree-compiler
+  fonts-inter
+  fonts-jetbrains-mono
   g++-arm-linux-gnueabihf
   imagemagick
   libbenchmark-dev
   libgtest-dev
+  nodejs
   python3-pil
   qemu-system-arm
   qemu-user-static
   tmux
   valgrind
 )
+command -v npm >/dev/null || test+=(npm) # some packages of nodejs bring it along
 
 case ${1:-} in
   run) wanted=("${run[@]}") ;;
@@ -48,20 +54,27 @@ missing=()
 for package in "${wanted[@]}"; do
   [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
 done
+
+install_packages() {
+  local as_root=()
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null || {
+      echo "$0: run this as root, or install: $*" >&2
+      exit 1
+    }
+    as_root=(sudo)
+  fi
+  echo "Installing $*"
+  export DEBIAN_FRONTEND=noninteractive
+  "${as_root[@]}" apt-get update
+  "${as_root[@]}" apt-get install -y --no-install-recommends "$@"
+}
+
 if ((${#missing[@]} == 0)); then
   echo "All ${#wanted[@]} packages are installed."
-  exit 0
+else
+  install_packages "${missing[@]}"
 fi
-
-as_root=()
-if ((EUID != 0)); then
-  command -v sudo >/dev/null || {
-    echo "$0: run this as root, or install: ${missing[*]}" >&2
-    exit 1
-  }
-  as_root=(sudo)
+if [[ $1 == test ]]; then
+  "$(dirname "$0")/../tests/web/install.sh"
 fi
-echo "Installing ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-"${as_root[@]}" apt-get update
-"${as_root[@]}" apt-get install -y --no-install-recommends "${missing[@]}"

@@ -7,6 +7,7 @@
 #include "sim/program/Pictures.h"
 #include "sim/program/Session.h"
 #include "sim/record/PictureViews.h"
+#include "sim/record/RecordButton.h"
 #include "sim/record/RecordingReader.h"
 #include "sim/record/RecordingView.h"
 #include "sim/record/Replayer.h"
@@ -14,6 +15,7 @@
 #include "sim/script/ScriptRunner.h"
 #include "sim/term/TerminalView.h"
 #include "sim/view/LinePrinter.h"
+#include "sim/web/WebView.h"
 
 namespace {
 
@@ -79,6 +81,11 @@ void addViews(sim::Session& session, const sim::Options& options, bool& failed) 
     }
     if (!options.frames.empty()) {
         session.add(std::make_unique<sim::FrameFolder>(options.frames, options.scale, clock, told));
+    }
+    if (options.web) {
+        auto record =
+            std::make_unique<sim::RecordButton>(options.artifacts, sim::RecordingSource::of(session));
+        session.add(std::make_unique<sim::WebView>(*options.web, std::move(record)));
     }
 }
 

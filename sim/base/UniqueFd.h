@@ -18,6 +18,8 @@ public:
     }
     ~UniqueFd() { reset(); }
 
+    // Hands the descriptor over to who closes it from now on.
+    [[nodiscard]] int release() { return std::exchange(m_fd, -1); }
     void reset() {
         if (m_fd >= 0) {
             ::close(std::exchange(m_fd, -1));

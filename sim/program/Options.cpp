@@ -51,6 +51,17 @@ void describe(CLI::App& app, Options& options) {
     app.add_flag("--trace", options.trace, "Show what happens on standard error");
     app.add_flag("--lines", options.lines, "Show the daemon's lines, in and out, on standard error");
     app.add_flag("--term", options.term, "Show the panel in the terminal, and take keys there");
+    app.add_option_function<std::string>(
+           "--web",
+           [&options](const std::string& text) {
+               options.web = WebAddress::parse(text);
+               if (!options.web) {
+                   throw CLI::ValidationError("--web", "\"" + text + "\" is no [ADDRESS:]PORT");
+               }
+           },
+           "Offer the panel as a web page (default: 127.0.0.1:8096; port 0: a free one)")
+        ->type_name("[ADDRESS:]PORT")
+        ->expected(0, 1);
     app.add_option("--daemon", options.daemon,
                    "Name of the program whose lines are looked at (default: beltpack_fpui)");
     app.add_option("--script", options.script, "Play a scripted session")->check(CLI::ExistingFile);
@@ -73,7 +84,8 @@ void describe(CLI::App& app, Options& options) {
                    "Longest wait of a script or a replay, in seconds (default: 10)")
         ->check(CLI::Range(1, 3600));
     app.add_option("--artifacts", options.artifacts,
-                   "Folder for the pictures of a script or a replay (default: the current one)");
+                   "Folder for the pictures of a script or a replay and the page's recordings (default: the "
+                   "current one)");
     app.add_flag("--update-pictures", options.updatePictures, "Write a script's expected pictures anew");
 }
 

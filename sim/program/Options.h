@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/web/WebAddress.h"
+
 namespace sim {
 
 struct Options {
@@ -17,6 +19,7 @@ struct Options {
     bool trace = false;                    // --trace
     bool lines = false;                    // --lines
     bool term = false;                     // --term
+    std::optional<WebAddress> web;         // --web
     std::string daemon = "beltpack_fpui";  // --daemon
     std::string script;                    // --script; empty: none
     bool virtualTime = false;              // --clock virtual

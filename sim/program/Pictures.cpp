@@ -32,7 +32,7 @@ png_image imageOf(std::size_t width, std::size_t height, png_uint_32 format) {
 }
 
 template <typename ColourAt>
-bool save(const std::string& file, unsigned scale, ColourAt colourAt) {
+std::vector<Colour> enlarged(unsigned scale, ColourAt colourAt) {
     const std::size_t width = Picture::kWidth * scale;
     const std::size_t height = Picture::kHeight * scale;
     std::vector<Colour> pixels;
@@ -42,23 +42,48 @@ bool save(const std::string& file, unsigned scale, ColourAt colourAt) {
             pixels.push_back(colourAt(x / scale, y / scale));
         }
     }
-    png_image image = imageOf(width, height, PNG_FORMAT_RGB);
+    return pixels;
+}
+
+std::vector<Colour> enlarged(const Picture& picture, unsigned scale) {
+    return enlarged(scale, [&](std::size_t x, std::size_t y) { return picture.lit(x, y) ? kLit : kDark; });
+}
+
+png_image enlargedImage(unsigned scale) {
+    return imageOf(Picture::kWidth * scale, Picture::kHeight * scale, PNG_FORMAT_RGB);
+}
+
+bool save(const std::string& file, unsigned scale, const std::vector<Colour>& pixels) {
+    png_image image = enlargedImage(scale);
     return png_image_write_to_file(&image, file.c_str(), 0, pixels.data(), 0, nullptr) != 0;
 }
 
 }  // namespace
 
 bool savePicture(const std::string& file, const Picture& picture, unsigned scale) {
-    return save(file, scale, [&](std::size_t x, std::size_t y) { return picture.lit(x, y) ? kLit : kDark; });
+    return save(file, scale, enlarged(picture, scale));
+}
+
+std::string pngOf(const Picture& picture, unsigned scale) {
+    const std::vector<Colour> pixels = enlarged(picture, scale);
+    png_image image = enlargedImage(scale);
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+    std::string bytes(size, '\0');
+    if (png_image_write_to_memory(&image, bytes.data(), &size, 0, pixels.data(), 0, nullptr) == 0) {
+        size = 0;
+    }
+    bytes.resize(size);
+    return bytes;
 }
 
 bool saveDifference(const std::string& file, const Picture& expected, const Picture& got, unsigned scale) {
-    return save(file, scale, [&](std::size_t x, std::size_t y) {
+    const auto colourAt = [&](std::size_t x, std::size_t y) {
         if (expected.lit(x, y) == got.lit(x, y)) {
             return got.lit(x, y) ? kLit : kAgreedDark;
         }
         return expected.lit(x, y) ? kMissing : kUnwanted;
-    });
+    };
+    return save(file, scale, enlarged(scale, colourAt));
 }
 
 std::optional<Picture> loadPicture(const std::string& file) {

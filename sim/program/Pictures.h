@@ -12,6 +12,9 @@ namespace sim {
 // be written.
 [[nodiscard]] bool savePicture(const std::string& file, const Picture& picture, unsigned scale);
 
+// The same as the bytes of a PNG file; none when there is no memory for it.
+[[nodiscard]] std::string pngOf(const Picture& picture, unsigned scale);
+
 // A difference picture: equal pixels white and dark grey, missing light red, light that should not be there
 // blue.
 [[nodiscard]] bool saveDifference(const std::string& file, const Picture& expected, const Picture& got,
