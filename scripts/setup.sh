@@ -29,9 +29,11 @@ test=(
   fonts-inter
   fonts-jetbrains-mono
   g++-arm-linux-gnueabihf
+  groff-base
   imagemagick
   libbenchmark-dev
   libgtest-dev
+  mandoc
   nodejs
   python3-pil
   qemu-system-arm
