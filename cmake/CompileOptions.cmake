@@ -12,3 +12,8 @@ if(BELTPACK_SANITIZE)
     -fsanitize=${BELTPACK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(beltpack_options INTERFACE -fsanitize=${BELTPACK_SANITIZE})
 endif()
+
+# The fuzzer is told which parts of the code an input reaches.
+if(BELTPACK_FUZZ)
+  target_compile_options(beltpack_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

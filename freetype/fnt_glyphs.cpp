@@ -65,12 +65,15 @@ const FT_Bitmap* greyBitmap(font_t* font) {
     return converted ? &font->bitmap : nullptr;
 }
 
-// Makes `record` and `coverage` of the glyph that FreeType has just rendered. False: no memory.
+// Makes `record` and `coverage` of the glyph that FreeType has just rendered. False: no bits or no memory.
 bool takeRendered(font_t* font, fchar_t* record, fnt_glyphs_s::Coverage* coverage) {
     *record = describe(*font->face->glyph, font->glyphs->ascender);
     const std::size_t size = std::size_t{record->w} * record->h;
     if (size == 0) {
         return true;
+    }
+    if (font->face->glyph->bitmap.buffer == nullptr) {
+        return false;  // a damaged bitmap font can give a glyph a size and no bits
     }
     const FT_Bitmap* const bitmap = greyBitmap(font);
     if (bitmap == nullptr || bitmap->width != record->w || bitmap->rows != record->h) {

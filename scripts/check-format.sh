@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-folders=(app bench examples freetype graphics hw sim tests tools)
+folders=(app bench examples freetype fuzz graphics hw sim tests tools)
 mapfile -t files < <(find "${folders[@]}" -name '*.cpp' -o -name '*.h' -o -name '*.c')
 if [[ ${1:-} == --fix ]]; then
   exec clang-format-14 -i "${files[@]}"

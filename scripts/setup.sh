@@ -32,6 +32,7 @@ test=(
   groff-base
   imagemagick
   libbenchmark-dev
+  libclang-rt-14-dev
   libgtest-dev
   mandoc
   nodejs

@@ -4,6 +4,7 @@
 #include <climits>
 #include <random>
 
+#include "bitmap_font.h"
 #include "font_fixture.h"
 
 namespace {
@@ -155,6 +156,21 @@ TEST_F(FntRobustness, DamagedFacesAreRefusedOrDrawSomething) {
         write("damaged.ttf", damaged);
         use(loadQuietly("ft:damaged.ttf:20px"));
     }
+}
+
+// The format tells a glyph's size apart from its bits.
+TEST_F(FntRobustness, AGlyphWithASizeAndWithoutBitsIsNotDrawn) {
+    std::string face = kBitmapFont;
+    face.erase(face.find("BITMAP\n20"), face.find("ENDCHAR") - face.find("BITMAP\n20"));
+    write("bitless.bdf", face);
+    const FontPtr font = load("ft:bitless.bdf:8px");
+    ASSERT_NE(font, nullptr);
+    EXPECT_EQ(width(font, "A"), 6);
+    TestImage image(20, 10);
+    render(image, font, "A");
+    EXPECT_EQ(image.box(), "nothing");
+    render(image, font, "Ag");
+    EXPECT_EQ(image.box(), "7 2 4 6") << "the next glyph stands behind it";
 }
 
 TEST_F(FntRobustness, RandomCacheFilesAreRefusedOrDrawSomething) {
