@@ -13,7 +13,8 @@ if(BELTPACK_SANITIZE)
   target_link_options(beltpack_options INTERFACE -fsanitize=${BELTPACK_SANITIZE})
 endif()
 
-# The fuzzer is told which parts of the code an input reaches.
+# The fuzzer is told which parts of the code an input reaches; not what is compared there, which takes a quarter of the
+# time: words to look for stand in fuzz/dict/.
 if(BELTPACK_FUZZ)
-  target_compile_options(beltpack_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_compile_options(beltpack_options INTERFACE -fsanitize=fuzzer-no-link -fno-sanitize-coverage=trace-cmp)
 endif()

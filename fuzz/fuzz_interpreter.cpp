@@ -1,7 +1,10 @@
 // The input is a session: lines of the drawing language, with a shape, two bitmaps and a bitmap font to be
 // loaded. Scalable text has a target of its own, fuzz_utext.
 
+#include <algorithm>
+#include <iterator>
 #include <new>
+#include <optional>
 #include <set>
 
 #include "fuzz/FuzzFiles.h"
@@ -34,12 +37,11 @@ void makeAssets() {
 // remembers their names and deletes them.
 class BitmapNames {
 public:
-    void note(const char* line) {
-        SimpleString word;
+    // arguments: behind the command's word.
+    void note(const SimpleString& word, const char* arguments) {
         SimpleString name;
-        const bool loads = GraphicsCommandProcessor::getString(line, word) &&
-                           (word == "bmp" || word == "bmpa" || word == "bmpt");
-        if (loads && GraphicsCommandProcessor::getString(line, name)) {
+        const bool loads = word == "bmp" || word == "bmpa" || word == "bmpt";
+        if (loads && GraphicsCommandProcessor::getString(arguments, name)) {
             m_names.insert(name.c_str());
         }
     }
@@ -63,10 +65,37 @@ private:
     std::set<std::string> m_names;
 };
 
-bool isQuit(const char* line) {
-    SimpleString word;
-    return GraphicsCommandProcessor::getString(line, word) && word == "quit";
+bool isQuit(const SimpleString& word) {
+    return word == "quit";
 }
+
+// Whether the command leaves nothing but pixels behind. Anything else may stay in the interpreter.
+bool onlyDraws(const SimpleString& word) {
+    static constexpr const char* kDrawing[] = {"pixel", "rect", "line", "clear", "copy",
+                                               "flush", "info", "text", "ctext", "rtext"};
+    return std::any_of(std::begin(kDrawing), std::end(kDrawing),
+                       [&](const char* name) { return word == name; });
+}
+
+// A session's interpreter, as new. Making one takes longer than most sessions: after one that only drew, the
+// display is cleared and it is used again.
+class Interpreters {
+public:
+    PanelInterpreter& fresh() {
+        if (m_used) {
+            m_interpreter.emplace();
+        } else {
+            m_interpreter->run("clear 0");
+        }
+        m_used = false;
+        return *m_interpreter;
+    }
+    void note(const SimpleString& word) { m_used = m_used || !onlyDraws(word); }
+
+private:
+    std::optional<PanelInterpreter> m_interpreter;
+    bool m_used = true;  // more than drawn with
+};
 
 }  // namespace
 
@@ -80,15 +109,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static FuzzFolder folder;
     static const bool made = (makeAssets(), true);
     static_cast<void>(made);
-    PanelInterpreter interpreter;
+    static Interpreters interpreters;
+    PanelInterpreter& interpreter = interpreters.fresh();
     BitmapNames bitmaps;
     std::string line;
     for (FuzzInput input(data, size); !input.isEmpty(); line.clear()) {
         for (char c = 0; !input.isEmpty() && (c = static_cast<char>(input.byte())) != '\n';) {
             line += c;
         }
-        bitmaps.note(line.c_str());
-        require(interpreter.run(line) == !isQuit(line.c_str()), "only \"quit\" is refused");
+        const char* arguments = line.c_str();
+        SimpleString word;
+        static_cast<void>(GraphicsCommandProcessor::getString(arguments, word));
+        interpreters.note(word);
+        bitmaps.note(word, arguments);
+        require(interpreter.run(line) == !isQuit(word), "only \"quit\" is refused");
     }
     bitmaps.deleteAll(interpreter);
     return 0;
