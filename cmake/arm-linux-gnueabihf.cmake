@@ -13,10 +13,13 @@ set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-set(CMAKE_C_FLAGS_INIT "-mcpu=cortex-a9 -mfpu=neon -mfloat-abi=hard")
+# The debugging information, too, is the same wherever the libraries lie.
+set(CMAKE_C_FLAGS_INIT "-mcpu=cortex-a9 -mfpu=neon -mfloat-abi=hard -ffile-prefix-map=${BELTPACK_ARM_SYSROOT}=")
 # Nothing that an older compiler has made is linked: notes about GCC 7's other way to pass records are of no use.
-set(CMAKE_CXX_FLAGS_INIT "-mcpu=cortex-a9 -mfpu=neon -mfloat-abi=hard -Wno-psabi")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -Wno-psabi")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${BELTPACK_ARM_SYSROOT}/usr/lib/arm-linux-gnueabihf")
+# Emulator and station find the libraries in their usual folders; a path of this machine has no place in a program.
+set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_FIND_ROOT_PATH ${BELTPACK_ARM_SYSROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 
 all=(interpreter utext framing bitmap_font shape bmp glyph_cache font_names damaged_face string dict devices)
 # Longer inputs only cost time. Sessions, and fonts, which are as long as they are, need more.
-declare -A longest=([interpreter]=384 [damaged_face]=1600)
+declare -A longest=([interpreter]=192 [damaged_face]=1600)
 work=$PWD/build/fuzz
 
 usage() {
@@ -68,7 +68,7 @@ run() {
   {
     time {
       nice -n 5 "$work/fuzz/fuzz_$target" "${limit[@]}" -max_len="${longest[$target]:-256}" \
-        "${dictionary[@]}" -timeout=20 -rss_limit_mb=1024 -print_final_stats=1 -print_funcs=0 \
+        "${dictionary[@]}" -timeout=20 -rss_limit_mb=1024 -print_final_stats=1 -print_funcs=0 -entropic=0 \
         -artifact_prefix="$findings/" "$found" "$PWD/fuzz/corpus/$target" &
       child=$!
       wait "$child" || true

@@ -25,6 +25,7 @@ test=(
   clang-14
   clang-format-14
   cpio
+  debhelper
   device-tree-compiler
   fonts-inter
   fonts-jetbrains-mono
@@ -34,11 +35,14 @@ test=(
   libbenchmark-dev
   libclang-rt-14-dev
   libgtest-dev
+  lintian
   mandoc
+  mmdebstrap
   nodejs
   python3-pil
   qemu-system-arm
   qemu-user-static
+  systemd
   tmux
   valgrind
 )

@@ -11,6 +11,7 @@ step() { printf '\n== %s\n' "$*"; }
 step "Packages"
 scripts/setup.sh test
 scripts/arm-sysroot.sh
+scripts/test-root.sh
 step "Source format"
 scripts/check-format.sh
 for preset in arm release sanitize clang; do

@@ -38,6 +38,13 @@ struct Task {
     [[nodiscard]] bool replayed() const { return !options.replay.empty(); }
 };
 
+// The shim stands beside the simulator in a build, and among the private libraries when both are installed;
+// BELTPACK_SHIM_FOLDER is the way there from the programs' folder, so that an installed tree can be moved.
+std::filesystem::path shimPath(const std::filesystem::path& programs) {
+    const auto beside = programs / kShim;
+    return exists(beside) ? beside : (programs / BELTPACK_SHIM_FOLDER / kShim).lexically_normal();
+}
+
 sim::SessionOptions sessionOptions(const Task& task) {
     const sim::Options& options = task.options;
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
@@ -49,7 +56,7 @@ sim::SessionOptions sessionOptions(const Task& task) {
     if (session.command.empty()) {
         session.command = {folder / kDaemon};
     }
-    session.shim = folder / kShim;
+    session.shim = shimPath(folder);
     session.piped = task.scripted() || task.replayed();
     session.echo = !task.replayed();
     // What is played again is the daemon's, whatever program stands in for it.
@@ -126,7 +133,12 @@ int play(sim::Session& session, const Task& task) {
 
 int run(const Task& task, bool& failed) {
     const sim::Options& options = task.options;
-    sim::Session session(sessionOptions(task));
+    const sim::SessionOptions settings = sessionOptions(task);
+    if (!std::filesystem::exists(settings.shim)) {
+        // The loader would go on without it, and the command would drive the machine's own devices.
+        return complain("cannot find " + settings.shim);
+    }
+    sim::Session session(settings);
     if (!options.log.empty() && !session.log().writeTo(options.log)) {
         return complain("cannot write " + options.log);
     }

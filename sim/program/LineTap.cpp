@@ -17,7 +17,9 @@ struct Pipe {
 
 Pipe makePipe() {
     std::array<int, 2> ends{-1, -1};
-    (void)::pipe2(ends.data(), O_CLOEXEC);
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return {};
+    }
     return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 

@@ -42,9 +42,10 @@ off_t sizeOf(const UniqueFd& fd) {
 void StandardStreams::takeFrom(const Terminal& terminal) {
     if (terminal.is(STDIN_FILENO)) {
         std::array<int, 2> ends{-1, -1};
-        (void)::pipe2(ends.data(), O_CLOEXEC);
-        m_input = replace(STDIN_FILENO, UniqueFd(ends[0]));
-        m_noInput = UniqueFd(ends[1]);
+        if (::pipe2(ends.data(), O_CLOEXEC) == 0) {
+            m_input = replace(STDIN_FILENO, UniqueFd(ends[0]));
+            m_noInput = UniqueFd(ends[1]);
+        }
     }
     if (terminal.is(STDOUT_FILENO)) {
         m_output = replace(STDOUT_FILENO, UniqueFd(::open("/dev/null", O_WRONLY | O_CLOEXEC)));

@@ -540,6 +540,15 @@ void FakeKernel::openLog(const char* name, int option, int facility) {
 
 // The wrappers
 
+// Without a script the line is dropped: tests must not write to the machine's own log.
+static void addLogLine(int priority, const char* format, va_list arguments) {
+    char text[4096];
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    if (theKernel != nullptr) {
+        theKernel->addLog(priority, text);
+    }
+}
+
 extern "C" {
 
 int __wrap_open(const char* path, int flags, ...);
@@ -555,6 +564,10 @@ std::FILE* __wrap_popen(const char* command, const char* mode);
 int __wrap_pclose(std::FILE* stream);
 void __wrap_openlog(const char* name, int option, int facility);
 void __wrap_syslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+int __wrap___open_2(const char* path, int flags);
+ssize_t __wrap___read_chk(int fd, void* buffer, std::size_t size, std::size_t room);
+void __wrap___syslog_chk(int priority, int level, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
 
 int __wrap_open(const char* path, int flags, ...) {
     mode_t mode = 0;
@@ -635,15 +648,30 @@ void __wrap_openlog(const char* name, int option, int facility) {
 }
 
 void __wrap_syslog(int priority, const char* format, ...) {
-    char text[4096];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof(text), format, arguments);
+    addLogLine(priority, format, arguments);
     va_end(arguments);
-    // Without a script the line is dropped: tests must not write to the machine's own log.
-    if (theKernel != nullptr) {
-        theKernel->addLog(priority, text);
+}
+
+// The forms that _FORTIFY_SOURCE makes of the calls: the same, but for the sizes that the compiler knows.
+
+int __wrap___open_2(const char* path, int flags) {
+    return __wrap_open(path, flags);
+}
+
+ssize_t __wrap___read_chk(int fd, void* buffer, std::size_t size, std::size_t room) {
+    if (size > room) {
+        std::abort();
     }
+    return __wrap_read(fd, buffer, size);
+}
+
+void __wrap___syslog_chk(int priority, int /*level*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    addLogLine(priority, format, arguments);
+    va_end(arguments);
 }
 
 }  // extern "C"

@@ -11,6 +11,13 @@
 
 #include "tests/unit/fake_kernel.h"
 
+// What the compiler makes of open, read and syslog in hardened builds.
+extern "C" {
+int __open_2(const char* path, int flags);
+ssize_t __read_chk(int fd, void* buffer, std::size_t size, std::size_t room);
+void __syslog_chk(int priority, int level, const char* format, ...);
+}
+
 namespace {
 
 using Calls = std::vector<std::string>;
@@ -168,4 +175,24 @@ TEST(FakeKernel, CapturesTheSystemLog) {
     syslog(LOG_ERR, "%s Error %d: %s", "open", 2, "none");
     EXPECT_EQ(kernel.log(), std::vector<LogLine>({{LOG_ERR, "open Error 2: none"}}));
     EXPECT_EQ(kernel.calls(), Calls({"openlog name 2 0"}));
+}
+
+TEST(FakeKernel, FormsOfHardenedBuildsAreTheSameCalls) {
+    FakeKernel kernel;
+    kernel.device("/x").queueRead("abc");
+    const int fd = __open_2("/x", O_RDONLY);
+    char buffer[2];
+    EXPECT_EQ(__read_chk(fd, buffer, 2, sizeof(buffer)), 2);
+    EXPECT_EQ(std::string(buffer, 2), "ab");
+    EXPECT_EQ(close(fd), 0);
+    EXPECT_EQ(kernel.calls(), Calls({"open /x O_RDONLY", "read /x 2", "close /x"}));
+    __syslog_chk(LOG_ERR, 1, "%d %s", 7, "lines");
+    EXPECT_EQ(kernel.log(), std::vector<LogLine>({{LOG_ERR, "7 lines"}}));
+}
+
+TEST(FakeKernelDeathTest, ReadBeyondItsBufferEndsHardenedPrograms) {
+    FakeKernel kernel;
+    kernel.standardInput().queueRead("abc");
+    char buffer[2];
+    EXPECT_DEATH((void)__read_chk(0, buffer, 3, sizeof(buffer)), "");
 }

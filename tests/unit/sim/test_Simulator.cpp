@@ -6,11 +6,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "tests/unit/sim/simulator_fixture.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 class ProbeScenario : public Simulator, public ::testing::WithParamInterface<const char*> {};
 
@@ -66,6 +69,33 @@ TEST_F(Simulator, BootVariableIsTheFittedVariant) {
     EXPECT_EQ(out(), "127\n");
     EXPECT_EQ(shell("'" BELTPACK_SIM_PATH "' --disptype \"it's\"" + ask), 0);
     EXPECT_EQ(out(), "it's\n0\n");
+}
+
+// The program alone, in a folder of its own below the test's.
+class CopiedSimulator : public Simulator {
+protected:
+    void SetUp() override {
+        if (BELTPACK_EMULATED) {
+            GTEST_SKIP() << "the simulator is a script here, which runs the machine's own with its shim";
+        }
+        fs::create_directories(copy.parent_path());
+        fs::copy(BELTPACK_SIM_PATH, copy);
+    }
+
+    const fs::path copy = fs::path(work.file("usr")) / "bin/beltpack_sim";
+};
+
+TEST_F(CopiedSimulator, RunsNothingWithoutItsShim) {
+    EXPECT_EQ(shell(copy.string() + " -- echo run"), 2);
+    EXPECT_EQ(out(), "");
+    expectContains(err(), "cannot find");
+}
+
+TEST_F(CopiedSimulator, InstalledShimIsFoundFromTheProgramsFolder) {
+    const fs::path folder = copy.parent_path() / BELTPACK_SHIM_FOLDER;
+    fs::create_directories(folder);
+    fs::copy(BELTPACK_SHIM_PATH, folder);
+    EXPECT_EQ(shell(copy.string() + " -- '" BELTPACK_PROBE_PATH "' gpio"), 0) << err();
 }
 
 TEST_F(Simulator, TraceShowsTheCalls) {
