@@ -7,9 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <cstring>
 #include <new>
-#include <string>
 
 namespace fnt {
 namespace {
@@ -28,7 +29,7 @@ using Head = std::array<unsigned char, kHeadSize>;
 class File {
 public:
     // O_NONBLOCK: opening a FIFO must not wait for its writer.
-    explicit File(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    explicit File(const char* path) : m_fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
     ~File() {
         if (m_fd >= 0) {
             close(m_fd);
@@ -120,7 +121,12 @@ bool readGlyphData(const File& file, std::int64_t fileSize, font_t* font) {
 }  // namespace
 
 bool readCacheFile(const char* name, font_t* font) {
-    const File file("font/" + std::string(name) + ".font");
+    char path[PATH_MAX];
+    const int length = std::snprintf(path, sizeof path, "font/%s.font", name);
+    if (length < 0 || length >= static_cast<int>(sizeof path)) {
+        return false;
+    }
+    const File file(path);
     const std::int64_t size = file.size();
     Head head;
     if (size < static_cast<std::int64_t>(kHeadSize) || !file.read(head.data(), head.size()) ||

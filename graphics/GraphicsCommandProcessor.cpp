@@ -273,7 +273,19 @@ GraphicsCommandProcessor::~GraphicsCommandProcessor() {
 
 // Dispatch
 
+// Strings and name tables take memory that may not be there; a command less is better than a dark panel.
 bool GraphicsCommandProcessor::processCommand(const char* line) {
+    try {
+        return dispatch(line);
+    } catch (const std::bad_alloc&) {
+        // Not error(), which takes memory itself.
+        std::fputs("OnError(\"out of memory, command ignored\")\n", stdout);
+        std::fflush(stdout);
+        return true;
+    }
+}
+
+bool GraphicsCommandProcessor::dispatch(const char* line) {
     const char* p = line;
     skipSpace(p);
     Handler* handler = nullptr;
@@ -487,7 +499,8 @@ bool GraphicsCommandProcessor::makeVirtualDisplay(std::int32_t id, const Size& s
     }
     const DisplayKey key(id);
     delete findVirtualDisplay(id);
-    m_vdispMap.Set(key.text, display.release());
+    m_vdispMap.Set(key.text, display.get());
+    display.release();
     return true;
 }
 

@@ -43,7 +43,8 @@ public:
     GraphicsCommandProcessor& operator=(const GraphicsCommandProcessor&) = delete;
 
     // Interprets one NUL-terminated line. False only for a command that the caller must reject ("quit"); true
-    // for everything else: carried out, faulty, unknown or empty.
+    // for everything else: carried out, faulty, unknown or empty. A command that memory cannot be had for is
+    // dropped with one OnError line; what it had done by then stays.
     bool processCommand(const char* line);
 
     // The lexical helpers. Each skips white space first and leaves the cursor behind what it consumed.
@@ -80,6 +81,8 @@ private:
     // What a text command reads before it draws.
     struct TextJob;
     struct ScalableTextJob;
+
+    bool dispatch(const char* line);
 
     bool process_info(const char* args);
     bool process_clear(const char* args);

@@ -34,7 +34,10 @@ FT_UInt __real_FT_Get_Char_Index(FT_Face face, FT_ULong code);
 char* __real_strdup(const char* text);
 
 FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
-    return calls.initFails ? FT_Err_Out_Of_Memory : __real_FT_Init_FreeType(library);
+    if (calls.initFails) {
+        return FT_Err_Out_Of_Memory;
+    }
+    return calls.init != nullptr ? calls.init(library) : __real_FT_Init_FreeType(library);
 }
 FT_Error __wrap_FT_New_Face(FT_Library library, const char* path, FT_Long index, FT_Face* face) {
     ++calls.newFaces;

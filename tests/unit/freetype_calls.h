@@ -15,6 +15,7 @@ struct FreeTypeCalls {
     std::vector<std::string> sizes;  // e.g. "pixels 0 16", "char 0 768 96 96"
     std::vector<std::string> loads;  // of FT_Load_Char: e.g. "65 render", "65 measure"
 
+    FT_Error (*init)(FT_Library*) = nullptr;  // in place of FT_Init_FreeType
     bool initFails = false;
     bool loadsFail = false;
     bool strdupFails = false;
