@@ -51,15 +51,31 @@ function(beltpack_emulate_with_own_name target)
   endif()
 endfunction()
 
-# Sets `variable` to the path of a simulator that runs here: this build's, or in a cross build a script that runs one
-# built for the machine itself, with this build's daemon, emulated, where no command is given. The records between
+# A script that runs the simulator of the build `folder` with this build's daemon where no command is given.
+function(beltpack_write_simulator_script script folder)
+  beltpack_runnable(beltpack_fpui daemon)
+  beltpack_write_script(${script} "case \" $* \" in
+  *' -- '*) ;;
+  *) set -- \"$@\" -- '${daemon}' ;;
+esac
+exec '${folder}/bin/beltpack_sim' \"$@\"
+")
+endfunction()
+
+# Sets `variable` to the path of a simulator that runs here: this build's; that of the build BELTPACK_SIMULATOR_FROM;
+# or in a cross build one built for the machine itself. The latter two run this build's daemon. The records between
 # simulator and shim are the same for all processors of one byte order.
 function(beltpack_simulator variable)
+  set(script ${PROJECT_BINARY_DIR}/emulated/beltpack_sim)
+  if(BELTPACK_SIMULATOR_FROM)
+    set(${variable} ${script} PARENT_SCOPE)
+    beltpack_write_simulator_script(${script} ${BELTPACK_SIMULATOR_FROM})
+    return()
+  endif()
   if(NOT CMAKE_CROSSCOMPILING)
     set(${variable} $<TARGET_FILE:beltpack_sim> PARENT_SCOPE)
     return()
   endif()
-  set(script ${PROJECT_BINARY_DIR}/emulated/beltpack_sim)
   set(${variable} ${script} PARENT_SCOPE)
   if(NOT TARGET native_simulator)
     set(folder ${PROJECT_BINARY_DIR}/native)
@@ -73,12 +89,6 @@ function(beltpack_simulator variable)
       INSTALL_COMMAND "")
     beltpack_link_shim(${CMAKE_LIBRARY_ARCHITECTURE} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
     beltpack_link_shim(${CMAKE_HOST_SYSTEM_PROCESSOR}-linux-gnu ${folder}/bin)
-    beltpack_runnable(beltpack_fpui daemon)
-    beltpack_write_script(${script} "case \" $* \" in
-  *' -- '*) ;;
-  *) set -- \"$@\" -- '${daemon}' ;;
-esac
-exec '${folder}/bin/beltpack_sim' \"$@\"
-")
+    beltpack_write_simulator_script(${script} ${folder})
   endif()
 endfunction()

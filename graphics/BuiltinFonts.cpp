@@ -107,7 +107,7 @@ constexpr std::array<std::array<unsigned char, kPerBand>, kGlyphs / kPerBand> kW
 
 constexpr std::string_view artRow(int glyph, int row) {
     const auto band = static_cast<std::size_t>(glyph / kPerBand);
-    const auto column = static_cast<std::size_t>(glyph % kPerBand * kPitch);
+    const auto column = static_cast<std::size_t>(glyph % kPerBand) * kPitch;
     return kArt[band][static_cast<std::size_t>(row)].substr(column, kColumns);
 }
 
@@ -142,17 +142,24 @@ constexpr int leftMargin(int glyph) {
     return margin;
 }
 
+constexpr bool isRowOfCells(std::string_view row) {
+    if (row.size() != kPerBand * kPitch - 1) {
+        return false;
+    }
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const bool gap = i % kPitch == kColumns;
+        if (gap ? row[i] != ' ' : row[i] != '#' && row[i] != '.') {
+            return false;
+        }
+    }
+    return true;
+}
+
 constexpr bool isDrawnInCells() {
     for (const Band& band : kArt) {
         for (const std::string_view row : band) {
-            if (row.size() != kPerBand * kPitch - 1) {
+            if (!isRowOfCells(row)) {
                 return false;
-            }
-            for (std::size_t i = 0; i < row.size(); ++i) {
-                const bool gap = i % kPitch == kColumns;
-                if (gap ? row[i] != ' ' : row[i] != '#' && row[i] != '.') {
-                    return false;
-                }
             }
         }
     }

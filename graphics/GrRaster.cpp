@@ -158,15 +158,13 @@ private:
         return static_cast<std::uint64_t>(static_cast<std::int64_t>(m_major * n / m_minor) + ceiling);
     }
 
-    // Row starts drift in one direction, so the extremes are at the ends of the first and the last rows.
+    // Row starts drift in one direction, so the extremes are at the ends of the first and the last rows. Only
+    // long lines are searched, so the last point is never on row 0.
     void fillHull(DisplayBuffer& buffer, Pixel color) const {
         const std::uint64_t last = m_major - 1;
         std::int64_t low = std::min(flat(pointAt(0)), flat(pointAt(last)));
         std::int64_t high = std::max(flat(pointAt(0)), flat(pointAt(last)));
         for (const std::uint64_t row : {std::uint64_t{1}, pointAt(last).sideway}) {
-            if (row == 0) {
-                continue;
-            }
             const std::uint64_t step = firstStepOfRow(row);
             low = std::min({low, flat(pointAt(step)), flat(pointAt(step - 1))});
             high = std::max({high, flat(pointAt(step)), flat(pointAt(step - 1))});

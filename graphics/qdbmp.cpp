@@ -166,12 +166,13 @@ std::uint32_t bytesPerPixel(const BMP* bmp) {
 // The stride is what the header tells, not what the width needs: a header that does not fit shears the
 // picture, and the bound of the data is what keeps its pixels in memory.
 Row rowAt(const BMP* bmp, std::uint32_t y) {
-    if (bmp == nullptr || bmp->Data == nullptr || y >= bmp->Header.Height || bytesPerPixel(bmp) == 0) {
+    const std::uint32_t pixelBytes = bmp != nullptr ? bytesPerPixel(bmp) : 0;
+    if (pixelBytes == 0 || bmp->Data == nullptr || y >= bmp->Header.Height) {
         return {};
     }
     const BMP_Header& h = bmp->Header;
     const std::uint32_t offset = h.ImageDataSize / h.Height * (h.Height - 1 - y);  // at most ImageDataSize
-    const std::uint32_t pixels = std::min(h.Width, (h.ImageDataSize - offset) / bytesPerPixel(bmp));
+    const std::uint32_t pixels = std::min(h.Width, (h.ImageDataSize - offset) / pixelBytes);
     return pixels > 0 ? Row{bmp->Data + offset, pixels} : Row{};
 }
 

@@ -24,12 +24,15 @@ test=(
   chromium
   clang-14
   clang-format-14
+  clang-tidy-14
+  cppcheck
   cpio
   debhelper
   device-tree-compiler
   fonts-inter
   fonts-jetbrains-mono
   g++-arm-linux-gnueabihf
+  gcovr
   groff-base
   imagemagick
   libbenchmark-dev

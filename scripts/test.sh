@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the project in every way it must build and passes all tests: gcc release, gcc with the address and
 # undefined-behaviour sanitizers, clang release; and for the station's 32-bit ARM processor, whose tests run in an
-# emulator, the daemon also on an emulated board with a real kernel.
+# emulator, the daemon also on an emulated board with a real kernel. Before the tests the sources are analysed and what the
+# tests reach of the daemon is measured.
 # Arguments go to ctest, e.g. scripts/test.sh -R Line
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -19,6 +20,10 @@ for preset in arm release sanitize clang; do
   cmake --preset "$preset"
   cmake --build --preset "$preset"
 done
+step "Static analysis"
+scripts/analyse.sh
+step "Coverage"
+scripts/coverage.sh
 step "Tests"
 # One run over all builds, so that one summary tells about all of them.
 printf 'subdirs(release sanitize clang arm)\n' >build/CTestTestfile.cmake

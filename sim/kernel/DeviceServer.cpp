@@ -165,7 +165,7 @@ Result DeviceServer::seek(OpenFile& file, const Request& request) const {
 Result DeviceServer::ioctl(OpenFile& file, const Request& request) {
     const std::string& path = file.node->path();
     const auto fault = takeFault(DeviceCall::Ioctl, path);
-    const Result result =
+    Result result =
         fault ? Result::failed(fault->error) : file.node->ioctl(request.head.argument, request.payload);
     m_log.ioctl(path, file.node->describe(request.head.argument, request.payload), result);
     return result;
@@ -175,14 +175,14 @@ Result DeviceServer::transfer(OpenFile& file, const Request& request) {
     const std::string& path = file.node->path();
     const auto fault = takeFault(DeviceCall::Ioctl, path);
     const std::vector<std::string> transfers = splitTransfers(request.payload);
-    const Result result =
+    Result result =
         fault ? Result::failed(fault->error) : file.node->transfer(transfers, request.head.offset);
     m_log.transfer(path, transfers, result);
     return result;
 }
 
 std::optional<Fault> DeviceServer::takeFault(DeviceCall call, const std::string& path) {
-    const auto fault = m_faults.take(call, path);
+    auto fault = m_faults.take(call, path);
     if (fault) {
         m_log.fault(kDeviceCallNames[static_cast<std::size_t>(call)], path, fault->effect());
     }

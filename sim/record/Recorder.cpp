@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <utility>
 
@@ -20,7 +21,7 @@ double steadyMilliseconds() {
 }
 
 double roundedToMicroseconds(double ms) {
-    return static_cast<double>(static_cast<std::int64_t>(ms * 1000.0 + 0.5)) / 1000.0;
+    return std::round(ms * 1000.0) / 1000.0;
 }
 
 recorded::Content deviceEvent(InputDevice device, const std::vector<InputEvent>& events, bool joined) {

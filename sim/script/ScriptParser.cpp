@@ -373,7 +373,7 @@ std::string parseText(const std::string& file, std::string_view text, int nested
         Step step{file, number, std::string(line), {}, {}};
         std::string error = parseStep(line, step);
         if (!error.empty()) {
-            return file + ':' + std::to_string(number) + ": " + error;
+            return std::string(file).append(":").append(std::to_string(number)).append(": ").append(error);
         }
         if (step.word != "include") {
             script.steps.push_back(step);

@@ -26,7 +26,7 @@ std::string PanelHands::perform(const Binding& binding) {
 std::string PanelHands::tap(std::string_view key) {
     Alarm& end = alarmOf(key);
     if (held(key)) {
-        const std::string error = m_controls.release(key);
+        std::string error = m_controls.release(key);
         if (!end.armed()) {
             return error;
         }

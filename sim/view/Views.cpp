@@ -77,7 +77,7 @@ std::string Views::start() {
     for (; m_started < m_views.size(); ++m_started) {
         const ViewSeam seam = {m_loop,     m_panel,           m_shared->keeper,
                                m_controls, m_shared->mailbox, m_shared->snapshots};
-        const std::string error = m_views[m_started]->start(seam);
+        std::string error = m_views[m_started]->start(seam);
         if (!error.empty()) {
             return error;
         }

@@ -1,5 +1,8 @@
 #include "freetype_calls.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -31,6 +34,9 @@ FT_Error __real_FT_Set_Char_Size(FT_Face face, FT_F26Dot6 width, FT_F26Dot6 heig
                                  FT_UInt down);
 FT_Error __real_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags);
 FT_UInt __real_FT_Get_Char_Index(FT_Face face, FT_ULong code);
+FT_Error __real_FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* distance);
+ssize_t __real_read(int fd, void* bytes, std::size_t size);
+ssize_t __real___read_chk(int fd, void* bytes, std::size_t size, std::size_t room);
 char* __real_strdup(const char* text);
 
 FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
@@ -60,11 +66,36 @@ FT_Error __wrap_FT_Set_Char_Size(FT_Face face, FT_F26Dot6 width, FT_F26Dot6 heig
 FT_Error __wrap_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {
     const char* const how = flags == 4 ? " render" : flags == 0 ? " measure" : " unexpected flags";
     calls.loads.push_back(std::to_string(code) + how);
-    return calls.loadsFail ? FT_Err_Invalid_Glyph_Index : __real_FT_Load_Char(face, code, flags);
+    const FT_Error error =
+        calls.loadsFail ? FT_Err_Invalid_Glyph_Index : __real_FT_Load_Char(face, code, flags);
+    if (error == 0 && calls.onLoad) {
+        calls.onLoad(face->glyph);
+    }
+    return error;
 }
 FT_UInt __wrap_FT_Get_Char_Index(FT_Face face, FT_ULong code) {
     ++calls.charIndexes;
     return __real_FT_Get_Char_Index(face, code);
+}
+FT_Error __wrap_FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* distance) {
+    return calls.kerningFails ? FT_Err_Invalid_Face_Handle
+                              : __real_FT_Get_Kerning(face, left, right, mode, distance);
+}
+ssize_t __wrap_read(int fd, void* bytes, std::size_t size) {
+    if (calls.reads.empty()) {
+        return __real_read(fd, bytes, size);
+    }
+    const int error = calls.reads.front();
+    calls.reads.pop_front();
+    if (error == 0) {
+        return 0;
+    }
+    errno = error;
+    return -1;
+}
+// What a hardened build calls instead.
+ssize_t __wrap___read_chk(int fd, void* bytes, std::size_t size, std::size_t room) {
+    return calls.reads.empty() ? __real___read_chk(fd, bytes, size, room) : __wrap_read(fd, bytes, size);
 }
 char* __wrap_strdup(const char* text) {
     return calls.strdupFails ? nullptr : __real_strdup(text);

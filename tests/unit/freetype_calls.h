@@ -1,10 +1,12 @@
-// Watches the calls that the font renderer makes to FreeType and to strdup, and lets them fail. The test's
-// program is linked with --wrap for each of them, see CMakeLists.txt.
+// Watches the calls that the font renderer makes to FreeType, to read and to strdup, and lets them fail. The
+// test's program is linked with --wrap for each of them, see CMakeLists.txt.
 #pragma once
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
+#include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,7 +20,11 @@ struct FreeTypeCalls {
     FT_Error (*init)(FT_Library*) = nullptr;  // in place of FT_Init_FreeType
     bool initFails = false;
     bool loadsFail = false;
+    bool kerningFails = false;
     bool strdupFails = false;
+    std::deque<int> reads;  // what the next ones do: fail with an error number, 0 for the end of the file
+
+    std::function<void(FT_GlyphSlot)> onLoad;  // may change what was loaded
 };
 
 // All zeros at the start of a test that calls this.

@@ -536,6 +536,17 @@ TEST(BmpDrawing, OfAnImageWithoutPixelsDrawsNothing) {
     }
 }
 
+TEST(BmpDrawing, OfAnImageWithoutColoursDrawsNothing) {
+    Bmp bitmap;
+    bitmap.bmp = BMP_Create(2, 2, 24);
+    bitmap.bmp->Header.BitsPerPixel = 16;  // no file can tell so
+    Surface surface(3, 3, Pixel(9));
+    draw(bitmap, 0, 0, surface);
+    bitmap.bmp->Header.BitsPerPixel = 8;  // without a palette
+    draw(bitmap, 0, 0, surface);
+    EXPECT_EQ(surface.values(), Surface(3, 3, Pixel(9)).values());
+}
+
 // Loads what can be loaded and draws it; as defined, where the definition comes to an end in good time.
 void expectFileDrawnAsDefined(Bmp& bitmap, const std::string& path, bool useAlpha, const Position& from) {
     if (!bitmap.loadFromFile(path.c_str(), useAlpha)) {

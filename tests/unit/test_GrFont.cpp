@@ -552,6 +552,13 @@ TEST(FontAdvance, StopsAtTheLimits) {
     EXPECT_EQ(pos, Position(INT_MIN, INT_MIN));
 }
 
+TEST(FontText, OfNullDrawsNothing) {
+    Surface surface(20, 12);
+    DisplayBuffer buffer = surface.view();
+    Font(F9x5m).drawText(nullptr, buffer, Position(0, 0), Font::EORIENT_HORIZONTAL, 1, kFg, kBg);
+    EXPECT_EQ(surface.all(), Surface(20, 12).all());
+}
+
 TEST(FontTextLength, CountsTheSpacingAfterTheLastCharacter) {
     EXPECT_EQ(Font(F9x5m).textLength("ab", 1), 12);
     EXPECT_EQ(Font(F9x5p).textLength("i!", 1), 6);

@@ -343,6 +343,7 @@ TEST(Outline, WhoseCornerWrapsDrawsOnlyWhatLiesBeforeIt) {
     plainOutline(expected, Position(10, 2), Size(INT32_MAX, 3), kInk);
     EXPECT_EQ(s.values(), expected.values());
     fillInterior(buffer, Position(10, 2), Size(INT32_MAX, 3), kFill);
+    fillInterior(buffer, Position(10, 2), Size(3, INT32_MAX), kFill);
     EXPECT_EQ(s.values(), expected.values());
 }
 
@@ -405,6 +406,14 @@ TEST(CopyBlock, OfNoExtentCopiesNothing) {
     copyBlock(buffer, Position(0, 0), &ink, 1, Size(0, 1));
     copyBlock(buffer, Position(0, 0), &ink, 1, Size(1, -1));
     EXPECT_EQ(s.inked(), 0);
+}
+
+TEST(CopyBlock, ToAnEmptyBufferCopiesNothing) {
+    Surface s(0, 0);
+    const Pixel ink = kInk;
+    DisplayBuffer buffer = s.buffer();
+    copyBlock(buffer, Position(0, 0), &ink, 1, Size(1, 1));
+    EXPECT_TRUE(s.values().empty());
 }
 
 TEST(CopyBlock, OverlapWithinOneArraySmears) {

@@ -12,6 +12,8 @@
 #include <string>
 #include <utility>
 
+#include "end_process.h"
+
 namespace {
 
 using StringData = SimpleString::StringData;
@@ -512,7 +514,7 @@ const char* inLoop = nullptr;
 constexpr int kStillConverting = 42;
 
 void reportLoop(int) {
-    _exit(std::strcmp(loopText, inLoop) == 0 ? kStillConverting : 1);
+    endProcess(std::strcmp(loopText, inLoop) == 0 ? kStillConverting : 1);
 }
 
 void convertUnderCpuLimit(SimpleString& s, void (SimpleString::*convert)(), const char* expected) {
@@ -522,7 +524,7 @@ void convertUnderCpuLimit(SimpleString& s, void (SimpleString::*convert)(), cons
     const itimerval limit{{0, 0}, {0, 50000}};
     setitimer(ITIMER_VIRTUAL, &limit, nullptr);
     (s.*convert)();
-    _exit(0);
+    endProcess(0);
 }
 
 TEST(SimpleStringMakeCaseDeathTest, NeverReturnsAndNeverLeavesTheFirstByte) {

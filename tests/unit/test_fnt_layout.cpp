@@ -1,5 +1,10 @@
 // Drawing of text: placing, lines, wrapping, cutting.
 
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "bitmap_font.h"
 #include "font_fixture.h"
 
@@ -452,6 +457,61 @@ TEST_F(FntOutlines, TwoLevelBitmapsAreStretchedToFullCoverage) {
     EXPECT_EQ(g.w, 4);
     EXPECT_EQ(g.h, 6);
     EXPECT_EQ(width(font, "Ag"), 13);
+}
+
+// Changes the bitmap of the next loaded glyphs, and puts it back.
+class FntBitmaps : public FntOutlines {
+protected:
+    // Draws an F with its bitmap changed.
+    void drawF(const std::function<void(FT_Bitmap&)>& change) {
+        FT_GlyphSlot changed = nullptr;
+        FT_Bitmap before = {};
+        freeTypeCalls().onLoad = [&](FT_GlyphSlot glyph) {
+            changed = glyph;
+            before = glyph->bitmap;
+            change(glyph->bitmap);
+        };
+        render(image, font, "F");
+        freeTypeCalls().onLoad = nullptr;
+        changed->bitmap = before;
+    }
+
+    const FontPtr font = load("ft:sans.ttf:24px");
+    TestImage image{40, 40};
+};
+
+TEST_F(FntBitmaps, OfWhichTheLowestRowComesFirstAreDrawnUpright) {
+    TestImage usual(40, 40);
+    render(usual, load("ft:sans.ttf:24px"), "F");
+    std::vector<unsigned char> rows;
+    drawF([&rows](FT_Bitmap& bitmap) {
+        const auto width = static_cast<std::size_t>(bitmap.pitch);
+        for (std::size_t y = bitmap.rows; y-- > 0;) {
+            rows.insert(rows.end(), bitmap.buffer + y * width, bitmap.buffer + (y + 1) * width);
+        }
+        bitmap.buffer = rows.data();
+        bitmap.pitch = -bitmap.pitch;
+    });
+    EXPECT_TRUE(same(image, usual, 40, 40));
+}
+
+TEST_F(FntBitmaps, OfOneLevelAreTakenAsTheyAre) {
+    TestImage usual(40, 40);
+    render(usual, load("ft:sans.ttf:24px"), "F");
+    drawF([](FT_Bitmap& bitmap) { bitmap.num_grays = 1; });
+    EXPECT_TRUE(same(image, usual, 40, 40));
+}
+
+TEST_F(FntBitmaps, OfAnUnknownKindAreLeftOut) {
+    drawF([](FT_Bitmap& bitmap) { bitmap.pixel_mode = FT_PIXEL_MODE_NONE; });
+    EXPECT_EQ(image.box(), "nothing");
+    EXPECT_EQ(slot(font, 'F').offset, 0U);
+}
+
+TEST_F(FntBitmaps, TooLargeForARecordAreLeftOut) {
+    drawF([](FT_Bitmap& bitmap) { bitmap.width = 65536; });
+    drawF([](FT_Bitmap& bitmap) { bitmap.rows = 65536; });
+    EXPECT_EQ(image.box(), "nothing");
 }
 
 class FntFitting : public FntPlacing {

@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
+#include <cwchar>
 
 #include "bitmap_font.h"
+#include "end_process.h"
 #include "font_fixture.h"
 
 namespace {
@@ -55,9 +58,11 @@ TEST_F(FntLoad, SizesAreTakenUpTo4096Pixels) {
 }
 
 TEST_F(FntLoad, LargerSizesFailInSilenceAndCloseTheFace) {
-    for (const char* size : {"4097px", "99999999999px", "3073", "4096", "99999999999999999999999", "inf"}) {
+    const std::string beyondDouble(400, '9');
+    for (const std::string& size :
+         Strings{"4097px", "99999999999px", "3073", "4096", "99999999999999999999999", beyondDouble, "inf"}) {
         resetFreeTypeCalls();
-        EXPECT_EQ(failure(std::string("ft:sans.ttf:") + size), "") << size;
+        EXPECT_EQ(failure("ft:sans.ttf:" + size), "") << size;
         EXPECT_EQ(freeTypeCalls().doneFaces, 1) << size;
     }
 }
@@ -160,7 +165,7 @@ TEST_F(FntLoad, FreeTypeThatCannotStartIsTold) {
             freeTypeCalls().initFails = false;
             const bool recovered = FontPtr(Fnt_LoadFont("ft:sans.ttf")) != nullptr;
             std::fflush(stdout);
-            _exit(failed && recovered ? 0 : 1);
+            endProcess(failed && recovered ? 0 : 1);
         },
         testing::ExitedWithCode(0), "img: unable to init freetype$");
 }
@@ -284,6 +289,20 @@ TEST_F(FntCacheFile, FileThatEndsEarlyIsRejected) {
     }
 }
 
+TEST_F(FntCacheFile, InterruptedReadIsMadeAgain) {
+    freeTypeCalls().reads = {EINTR, EINTR};
+    EXPECT_NE(load("small"), nullptr);
+    EXPECT_TRUE(freeTypeCalls().reads.empty());
+}
+
+TEST_F(FntCacheFile, FileThatCannotBeReadToItsEndIsRejected) {
+    for (const int error : {0, EIO}) {
+        freeTypeCalls().reads = {error};
+        EXPECT_EQ(load("small"), nullptr) << error;
+        EXPECT_TRUE(freeTypeCalls().reads.empty());
+    }
+}
+
 TEST_F(FntCacheFile, FontWithoutGlyphDataIsAFont) {
     GlyphCache cache;
     cache.glyphs['A'].ax = 5;
@@ -370,6 +389,12 @@ TEST_F(FntMeasure, KerningDrawsPairsTogether) {
         EXPECT_EQ(width(font, pair),
                   width(font, pair.substr(0, 1)) + width(font, pair.substr(1)) + (distance.x >> 6));
     }
+}
+
+TEST_F(FntMeasure, PairWhoseKerningCannotBeToldIsSetApart) {
+    const FontPtr font = load("ft:sans.ttf:24px");
+    freeTypeCalls().kerningFails = true;
+    EXPECT_EQ(width(font, "AV"), width(font, "A") + width(font, "V"));
 }
 
 TEST_F(FntMeasure, LoadsMetricsOnlyAndOnceAndFillsNoSlot) {
@@ -521,6 +546,12 @@ TEST(FntStrings, FormattedTextIsCutAndAlwaysEnds) {
     to[0] = 'x';
     EXPECT_EQ(fnt::slprintf(to, 0, "%d", 7), 0);
     EXPECT_EQ(to[0], 'x');
+}
+
+TEST(FntStrings, TextThatCannotBeFormattedIsEmpty) {
+    char to[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
+    EXPECT_EQ(fnt::slprintf(to, sizeof to, "%lc", static_cast<std::wint_t>(0x110000)), 0);
+    EXPECT_STREQ(to, "");
 }
 
 }  // namespace

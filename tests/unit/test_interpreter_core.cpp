@@ -291,6 +291,13 @@ TEST_F(Dispatch, BytesAbove127AreOrdinaryCharacters) {
     EXPECT_EQ(run("\x80\xFF"), onError("command '\x80\xFF' was not recognized, ignored"));
 }
 
+TEST_F(Dispatch, ControlCharactersAreOrdinaryCharacters) {
+    EXPECT_EQ(run("in\x01"
+                  "fo\x1F 0"),
+              onError("command 'in\x01"
+                      "fo\x1F' was not recognized, ignored"));
+}
+
 TEST_F(Dispatch, WhiteSpaceBeforeTheWordIsSkipped) {
     EXPECT_EQ(run(" \t info  "), "OnDisplayInfo1(1,96,64)\n");
 }

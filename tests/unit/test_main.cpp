@@ -8,8 +8,10 @@
 #include <csignal>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "end_process.h"
 #include "fake_kernel.h"
 
 // The functions under test are file-static.
@@ -258,7 +260,7 @@ protected:
                      outcome.GetTestPartResult(i).message());
     }
     std::fflush(nullptr);
-    std::_Exit(outcome.Failed() ? 1 : 0);
+    endProcess(outcome.Failed() ? 1 : 0);
 }
 
 // Runs an action in a process started anew, for what lasts as long as a process.
@@ -444,6 +446,14 @@ TEST_F(SetCommands, AllPairsTakeTheStateOfTheirColour) {
     for (int i = 0; i < 8; ++i) {
         EXPECT_EQ(ledGetState(&mLedGrp, i), i % 2 == 0 ? 1 : 2) << i;
     }
+}
+
+TEST_F(SetCommands, AllPairsLeaveLedsOfNoColourAlone) {
+    openPanel();
+    mLedGrp.led[2].iColor = 7;
+    route("a:set 20 1");
+    EXPECT_TRUE(ledWrites(2).empty());
+    EXPECT_EQ(ledWrites(4), Lines{"82"});
 }
 
 TEST_F(SetCommands, AllPairsLogABadStateOnce) {
@@ -809,6 +819,18 @@ TEST_F(EventLines, AreEchoedToTheLog) {
     EXPECT_TRUE(logged(LOG_DEBUG, "fpApp_main renc[0] Left turned CCW\n"));
 }
 
+TEST_F(EventLines, AreEchoedWithTheOtherKeyStateAndDirection) {
+    keys().setKeysDown({103});
+    openPanel();
+    miPrint = 3;
+    keys().queueEvent(EV_KEY, 103, 0, {1000, 0});
+    kernel.device(kEncoders[0]).queueEvent(EV_REL, 7, 1, {1000, 0});
+    loop({});
+    EXPECT_TRUE(logged(LOG_DEBUG, "sendInitialFpState Btn[3] Talk_1 KeyCode=103,Ext=1, Initial Value=Down"));
+    EXPECT_TRUE(logged(LOG_DEBUG, "fpApp_main btn[3] Talk_1 Up\n"));
+    EXPECT_TRUE(logged(LOG_DEBUG, "fpApp_main renc[0] Left turned CW\n"));
+}
+
 TEST_F(EventLines, ThatCannotBeWrittenAreLoggedFromLevelTwoOn) {
     IN_A_FRESH_PROCESS({
         EXPECT_NE(std::freopen("/dev/full", "w", stdout), nullptr);
@@ -1042,6 +1064,15 @@ TEST_F(Loop, LeavesMissingDevicesOut) {
     openPanel();
     loop({});
     EXPECT_EQ(kernel.callsOf("select")[0], "select stdin /dev/input/event1 /dev/input/event3 timeout=none");
+}
+
+TEST_F(Loop, LeavesDescriptorsOutThatSelectHasNoRoomFor) {
+    openPanel();
+    const int open = std::exchange(mRenc[1].iFd, FD_SETSIZE);
+    fd_set ready;
+    EXPECT_LT(watchPanel(ready), FD_SETSIZE);
+    EXPECT_FALSE(isReady(mRenc[1].iFd, ready));
+    mRenc[1].iFd = open;
 }
 
 TEST_F(Loop, StopsWatchingADeviceThatIsGone) {
@@ -1848,6 +1879,13 @@ TEST_F(StartUp, KeepsAClosedStandardInputFromBeingADevice) {
     });
 }
 
+TEST_F(StartUp, WithoutANullDeviceGoesOn) {
+    kernel.device("/dev/null").failAlways(Call::open, ENOENT);
+    holdStandardDescriptors();
+    EXPECT_EQ(kernel.callsOf("open"), Lines{"open /dev/null O_RDWR = ENOENT"});
+    EXPECT_TRUE(kernel.callsOf("close").empty());
+}
+
 TEST_F(StartUp, IgnoresTheBrokenPipeSignal) {
     IN_A_FRESH_PROCESS({
         std::signal(SIGCHLD, SIG_IGN);
@@ -1888,6 +1926,12 @@ TEST_F(DisplayType, FromAToolThatFailsIsLogged) {
     kernel.setCommand(kEnvironment, "1\n", 3 * 256);
     EXPECT_EQ(getDisplayType(), -1);
     EXPECT_TRUE(logged(LOG_ERR, "getDisplayType cmd fw_printenv -n disptype Ret=3, no disptype found"));
+}
+
+TEST_F(DisplayType, FromAToolThatASignalEndsIsLogged) {
+    kernel.setCommand(kEnvironment, "1\n", SIGKILL);
+    EXPECT_EQ(getDisplayType(), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "getDisplayType cmd fw_printenv -n disptype Ret=9, no disptype found"));
 }
 
 TEST_F(DisplayType, FromAToolThatCannotBeStartedIsLogged) {

@@ -808,6 +808,22 @@ TEST(BmpPixels, AreReadAndSetAsIndexes) {
     EXPECT_EQ(index, 200);
 }
 
+TEST(BmpPixels, OfAnUnknownDepthAreOutsideTheImage) {
+    const Image image(BMP_Create(3, 2, 24));
+    image->Header.BitsPerPixel = 16;
+    EXPECT_EQ(argbAt(image.get(), 0, 0), (Argb{255, 0, 0, 0}));
+    EXPECT_EQ(BMP_GetError(), BMP_INVALID_ARGUMENT);
+}
+
+TEST(BmpPalette, ThatIsMissingGivesNoColours) {
+    const Image image(BMP_Create(3, 2, 24));
+    image->Header.BitsPerPixel = 8;
+    EXPECT_EQ(argbAt(image.get(), 0, 0), (Argb{255, 0, 0, 0}));
+    EXPECT_EQ(BMP_GetError(), BMP_INVALID_ARGUMENT);
+    BMP_SetPaletteColor(image.get(), 0, 1, 2, 3);
+    EXPECT_EQ(BMP_GetError(), BMP_TYPE_MISMATCH);
+}
+
 TEST(BmpPalette, HasFourBytesAnEntry) {
     const Image image(BMP_Create(1, 1, 8));
     BMP_SetPaletteColor(image.get(), 3, 10, 20, 30);

@@ -106,6 +106,11 @@ TEST_F(UfontCommand, WithoutANameUnloadsAllSlots) {
     EXPECT_EQ(run("utext 0 hi white"), onError(kNoFont));
 }
 
+TEST_F(UfontCommand, WithAnEmptyNameUnloadsAllSlots) {
+    quietly({"ufont sans.ttf", "ufont ''"});
+    EXPECT_EQ(run("utext 0 hi white"), onError(kNoFont));
+}
+
 TEST_F(UfontCommand, WithAnUnclosedQuoteUnloadsAllSlots) {
     quietly({"ufont sans.ttf", "ufont 'sans.ttf"});
     EXPECT_EQ(run("utext 0 hi white"), onError(kNoFont));
