@@ -500,7 +500,7 @@ bool GraphicsCommandProcessor::makeVirtualDisplay(std::int32_t id, const Size& s
     const DisplayKey key(id);
     delete findVirtualDisplay(id);
     m_vdispMap.Set(key.text, display.get());
-    display.release();
+    static_cast<void>(display.release());  // the map has it
     return true;
 }
 

@@ -31,7 +31,7 @@ std::string RecordButton::file() const {
 
 std::filesystem::path RecordButton::freshFile() const {
     for (unsigned number = 1;; ++number) {
-        const auto file = m_folder / ("beltpack-" + std::to_string(number) + ".rec");
+        auto file = m_folder / ("beltpack-" + std::to_string(number) + ".rec");
         std::error_code error;
         if (!std::filesystem::exists(std::filesystem::symlink_status(file, error))) {
             return file;

@@ -173,6 +173,11 @@ TEST_F(FntRobustness, AGlyphWithASizeAndWithoutBitsIsNotDrawn) {
     EXPECT_EQ(image.box(), "7 2 4 6") << "the next glyph stands behind it";
 }
 
+TEST_F(FntRobustness, CacheFileWhoseNameIsLongerThanAnyPathIsNull) {
+    const std::string name(PATH_MAX, 'n');
+    EXPECT_EQ(Fnt_LoadFont(name.c_str()), nullptr);
+}
+
 TEST_F(FntRobustness, RandomCacheFilesAreRefusedOrDrawSomething) {
     int loaded = 0;
     for (int round = 0; round < 300; ++round) {
