@@ -52,7 +52,7 @@ bool GraphicsCommandProcessor::process_font(const char* args) {
 // Loads NAME.fnt from the working directory and keeps it under NAME. Null, after the message, when that
 // fails; an empty name cannot be kept.
 Font* GraphicsCommandProcessor::loadFont(const SimpleString& name) {
-    SimpleString file(name);
+    SimpleString file(name.c_str());  // without what an escaped NUL hides
     file.Append(".fnt", 0);
     std::unique_ptr<Font> font(new (std::nothrow) Font);
     if (font == nullptr || !font->loadFromFile(file.c_str()) || !m_fontDict.Set(name.c_str(), font.get())) {
@@ -147,7 +147,7 @@ static font_t* loadScalableFont(const SimpleString& name, int size) {
 
 bool GraphicsCommandProcessor::process_ufont(const char* args) {
     SimpleString name(kTokenCapacity, kTokenCapacity);
-    const bool given = getString(args, name) && !name.IsEmpty();
+    const bool given = getString(args, name) && *name.c_str() != '\0';
     int size = kLargestFontSize;
     for (font_t*& slot : ttfFonts) {
         Fnt_CloseFont(slot);

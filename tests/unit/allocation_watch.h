@@ -12,6 +12,7 @@ struct AllocationWatch {
     static inline long requests = 0;            // so far
     static inline long refused = 0;             // the number of the one that is refused; 0: none
     static inline bool sparesThrowing = false;  // requests that would throw neither count nor are refused
+    static inline bool fails = false;           // each request that may return null does
 
     static void* take(std::size_t size, bool throws = false) {
         if (!(throws && sparesThrowing) && ++requests == refused) {
@@ -43,10 +44,10 @@ void* operator new[](std::size_t size) {
     return AllocationWatch::takeOrThrow(size);
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return AllocationWatch::take(size);
+    return AllocationWatch::fails ? nullptr : AllocationWatch::take(size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return AllocationWatch::take(size);
+    return AllocationWatch::fails ? nullptr : AllocationWatch::take(size);
 }
 void operator delete(void* p) noexcept {
     AllocationWatch::give(p);

@@ -37,6 +37,7 @@ FT_UInt __real_FT_Get_Char_Index(FT_Face face, FT_ULong code);
 FT_Error __real_FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* distance);
 ssize_t __real_read(int fd, void* bytes, std::size_t size);
 ssize_t __real___read_chk(int fd, void* bytes, std::size_t size, std::size_t room);
+FT_Error __real_FT_Bitmap_Convert(FT_Library library, const FT_Bitmap* from, FT_Bitmap* to, FT_Int alignment);
 char* __real_strdup(const char* text);
 
 FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
@@ -96,6 +97,10 @@ ssize_t __wrap_read(int fd, void* bytes, std::size_t size) {
 // What a hardened build calls instead.
 ssize_t __wrap___read_chk(int fd, void* bytes, std::size_t size, std::size_t room) {
     return calls.reads.empty() ? __real___read_chk(fd, bytes, size, room) : __wrap_read(fd, bytes, size);
+}
+FT_Error __wrap_FT_Bitmap_Convert(FT_Library library, const FT_Bitmap* from, FT_Bitmap* to,
+                                  FT_Int alignment) {
+    return calls.convertsFail ? FT_Err_Out_Of_Memory : __real_FT_Bitmap_Convert(library, from, to, alignment);
 }
 char* __wrap_strdup(const char* text) {
     return calls.strdupFails ? nullptr : __real_strdup(text);

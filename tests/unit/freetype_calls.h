@@ -21,6 +21,7 @@ struct FreeTypeCalls {
     bool initFails = false;
     bool loadsFail = false;
     bool kerningFails = false;
+    bool convertsFail = false;
     bool strdupFails = false;
     std::deque<int> reads;  // what the next ones do: fail with an error number, 0 for the end of the file
 

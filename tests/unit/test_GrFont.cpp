@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "allocation_watch.h"
 #include "graphics/BuiltinFonts.h"
 
 namespace {
@@ -701,6 +702,20 @@ TEST_F(FontFile, LoadedFontOwnsACopyOfTheData) {
     EXPECT_TRUE(std::equal(data.begin(), data.end(), font.fontData()));
     EXPECT_EQ(font.charsize, 11);
     EXPECT_EQ(font.maxWidth(), Font(data.data()).maxWidth());
+}
+
+TEST_F(FontFile, LoadingGivesTheFormerDataBack) {
+    const std::string file = path("b.fnt");
+    ASSERT_TRUE(Font(F9x5m).saveToFile(file.c_str()));
+    const long before = AllocationWatch::live;
+    {
+        Font font;
+        ASSERT_TRUE(font.loadFromFile(file.c_str()));
+        const long loaded = AllocationWatch::live;
+        ASSERT_TRUE(font.loadFromFile(file.c_str()));
+        EXPECT_EQ(AllocationWatch::live, loaded);
+    }
+    EXPECT_EQ(AllocationWatch::live, before);
 }
 
 TEST_F(FontFile, SavedBuiltinFontsComeBackUnchanged) {

@@ -347,6 +347,19 @@ TEST(Outline, WhoseCornerWrapsDrawsOnlyWhatLiesBeforeIt) {
     EXPECT_EQ(s.values(), expected.values());
 }
 
+TEST(Line, LongOneThatClimbsBeginsWithItsFirstPoint) {
+    Surface s(4, 12);
+    DisplayBuffer buffer = s.buffer();
+    drawLine(buffer, Position(0, 10), Position(100000, 9), kInk);
+    EXPECT_EQ(s.pixels[39], Pixel());
+    EXPECT_EQ(s.pixels[40], kInk);
+    EXPECT_EQ(s.inked(), 8);
+    drawLine(buffer, Position(3, 9), Position(-100000, 10), kFill);
+    EXPECT_EQ(s.pixels[39], kFill);
+    EXPECT_EQ(s.pixels[40], kInk);
+    EXPECT_EQ(s.pixels[0], kFill);
+}
+
 TEST(Interior, NeedsThreePixelsEachWay) {
     for (const Size& size : {Size(2, 9), Size(9, 2), Size(2, 2), Size(-9, -9)}) {
         Surface s(12, 12);
@@ -387,6 +400,14 @@ TEST(Rectangle, CoveringEverythingFillsTheDisplay) {
     }
 }
 
+TEST(Interior, MayEndAtTheLastRowThatThereIs) {
+    Surface s(4, 2);
+    DisplayBuffer buffer = s.buffer();
+    // Its rows from 2^30 on, where the index wraps to 0, are on the display.
+    fillInterior(buffer, Position(0, 0x3FFFFFFF), Size(3, 0x40000001), kInk);
+    EXPECT_EQ(s.values(), (std::vector<std::uint32_t>{0, kInk.px, 0, 0, 0, kInk.px, 0, 0}));
+}
+
 TEST(CopyBlock, WrapsAtTheRightEdgeAndDropsWhatIsPastTheEnd) {
     Surface from(3, 3);
     for (std::size_t i = 0; i < from.pixels.size(); ++i) {
@@ -397,6 +418,14 @@ TEST(CopyBlock, WrapsAtTheRightEdgeAndDropsWhatIsPastTheEnd) {
     copyBlock(buffer, Position(2, 0), from.pixels.data(), 3, Size(3, 3));
     // Row 0 gives 1 2 at (2,0) and 3 at (0,1); row 1 gives 4 5 at (2,1); the rest is past the end.
     EXPECT_EQ(to.values(), (std::vector<std::uint32_t>{0, 0, 1, 2, 3, 0, 4, 5}));
+}
+
+TEST(CopyBlock, BeginsWithinARowWhereTheIndexWraps) {
+    const Pixel source[] = {Pixel(1), Pixel(2), Pixel(3), Pixel(4)};
+    Surface to(4, 1);
+    DisplayBuffer buffer = to.buffer();
+    copyBlock(buffer, Position(2, 0x3FFFFFFF), source, 4, Size(4, 1));  // from the index 2^32 - 2 on
+    EXPECT_EQ(to.values(), (std::vector<std::uint32_t>{3, 4, 0, 0}));
 }
 
 TEST(CopyBlock, OfNoExtentCopiesNothing) {

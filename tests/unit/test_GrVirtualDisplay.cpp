@@ -214,6 +214,17 @@ TEST(VirtualDisplay, CopiedRegionsStartInsideBothSurfaces) {
     EXPECT_EQ(to.pixel(0, 3), kInk);
 }
 
+TEST(VirtualDisplay, CopiedRegionsEndWithTheirSource) {
+    Pixel pixels[8] = {Pixel(1), Pixel(2), Pixel(3), Pixel(4), Pixel(5), Pixel(6), Pixel(7), Pixel(8)};
+    const VirtualDisplay source(2, 2, pixels);  // and four pixels that are not its own
+    VirtualDisplay target(3, 3);
+    target.copy(Position(), source, Position(1, 1), Size(2, 2));
+    EXPECT_EQ(target.pixel(0, 0), Pixel(4));
+    EXPECT_EQ(target.pixel(1, 0), Pixel());
+    EXPECT_EQ(target.pixel(0, 1), Pixel());
+    EXPECT_EQ(target.pixel(0, 2), Pixel());
+}
+
 TEST_F(VirtualDisplayFlush, OfAnUnchangedDisplayCallsNoListener) {
     display.flush(false);
     EXPECT_TRUE(gCalls.empty());

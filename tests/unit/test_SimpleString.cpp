@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "allocation_watch.h"
 #include "end_process.h"
 
 namespace {
@@ -834,6 +835,25 @@ TEST(SimpleStringModel, BehavesLikeAStringUnderRandomOperations) {
         }
         ASSERT_NO_FATAL_FAILURE(expectText(s, model));
     }
+}
+
+TEST(SimpleStringMemory, IsGivenBackByEveryGrowth) {
+    const std::string words(200, 'w');
+    const long before = AllocationWatch::live;
+    {
+        SimpleString s("a");
+        s.Append(words.c_str(), 0);
+        s.Append('c');
+        s.Append2('d', 500);
+        s.GrowStringBy(1000);
+        s.Set(words.c_str(), 0);
+        SimpleString copy(s);
+        copy.Append(s);
+        copy = s;
+        copy.Format("%s%s", words.c_str(), words.c_str());
+        EXPECT_GT(AllocationWatch::live, before);
+    }
+    EXPECT_EQ(AllocationWatch::live, before);
 }
 
 }  // namespace

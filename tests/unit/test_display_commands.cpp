@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "allocation_watch.h"
 #include "interpreter_fixture.h"
 
 namespace {
@@ -34,6 +35,14 @@ TEST_F(VdispCommand, MakesATransparentDisplay) {
     quietly({"vdisp 5 10 20"});
     EXPECT_EQ(display("5")->size(), Size(10, 20));
     EXPECT_EQ(points(kClear, "5").size(), 200u);
+}
+
+TEST_F(VdispCommand, WithoutMemoryIsReportedAsABadSize) {
+    AllocationWatch::fails = true;
+    const std::string lines = run("vdisp 5 10 10");
+    AllocationWatch::fails = false;
+    EXPECT_EQ(lines, onError("display 5, bad size"));
+    EXPECT_EQ(display("5"), nullptr);
 }
 
 TEST_F(VdispCommand, OfATakenNumberIsRefused) {

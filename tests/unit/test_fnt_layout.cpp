@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "allocation_watch.h"
 #include "bitmap_font.h"
 #include "font_fixture.h"
 
@@ -512,6 +513,31 @@ TEST_F(FntBitmaps, TooLargeForARecordAreLeftOut) {
     drawF([](FT_Bitmap& bitmap) { bitmap.width = 65536; });
     drawF([](FT_Bitmap& bitmap) { bitmap.rows = 65536; });
     EXPECT_EQ(image.box(), "nothing");
+}
+
+TEST_F(FntOutlines, BitmapThatCannotBeConvertedIsLeftOutAndTriedAgain) {
+    write("tiny.bdf", kBitmapFont);
+    const FontPtr font = load("ft:tiny.bdf:8px");
+    freeTypeCalls().convertsFail = true;
+    TestImage image(14, 8);
+    render(image, font, "A");
+    EXPECT_EQ(image.row(2), "..............");
+    EXPECT_EQ(slot(font, 'A').offset, 0U) << "not kept";
+    freeTypeCalls().convertsFail = false;
+    render(image, font, "A");
+    EXPECT_EQ(image.row(2), ".#.#..........");
+}
+
+TEST_F(FntOutlines, GlyphWithoutMemoryIsLeftOutAndTriedAgain) {
+    const FontPtr font = load("ft:sans.ttf:24px");
+    TestImage image(96, 64);
+    AllocationWatch::fails = true;
+    render(image, font, "A");
+    AllocationWatch::fails = false;
+    EXPECT_EQ(image.box(), "nothing");
+    EXPECT_EQ(slot(font, 'A').offset, 0U);
+    render(image, font, "A");
+    EXPECT_NE(image.box(), "nothing");
 }
 
 class FntFitting : public FntPlacing {

@@ -261,6 +261,15 @@ TEST_F(Buttons, GoneDeviceIsLoggedOnceAndClosed) {
     EXPECT_EQ(kernel.log(), std::vector<LogLine>({{LOG_ERR, "buttonGetGrpData Error 19: No such device"}}));
 }
 
+TEST_F(Buttons, EmptyReadIsNoFailureWhateverWentWrongBefore) {
+    openWith(1);
+    device.queueEndOfFile();
+    errno = ENODEV;
+    EXPECT_EQ(buttonGetGrpData(&grp), 0);
+    EXPECT_NE(grp.iFd, -1);
+    EXPECT_TRUE(kernel.log().empty());
+}
+
 TEST_F(Buttons, CloseClosesTheDeviceAndKeepsTheNumber) {
     openWith(1);
     const int fd = grp.iFd;

@@ -807,6 +807,17 @@ TEST_F(EventLines, TellTheChangedKeysOfOneReadInIndexOrder) {
     EXPECT_EQ(lines.substr(lines.find("OnFpKey(4,1")), "OnFpKey(4,1,1000000)\nOnFpKey(99,1,1000000)\n");
 }
 
+TEST_F(EventLines, AreLoggedAtTheirLevelsOnly) {
+    openPanel();
+    miPrint = 2;
+    keys().queueEvent(EV_KEY, 103, 1, {1000, 0});
+    kernel.device(kEncoders[0]).queueEvent(EV_REL, 7, -1, {1000, 0});
+    loop({});
+    EXPECT_TRUE(logged(LOG_DEBUG, "sendOutput Out: OnFpKey(7,-2,1000000)\n"));
+    EXPECT_FALSE(logged(LOG_DEBUG, "fpApp_main btn[3] Talk_1 Down\n"));
+    EXPECT_FALSE(logged(LOG_DEBUG, "fpApp_main renc[0] Left turned CCW\n"));
+}
+
 TEST_F(EventLines, AreEchoedToTheLog) {
     openPanel();
     miPrint = 3;
@@ -1886,12 +1897,29 @@ TEST_F(StartUp, WithoutANullDeviceGoesOn) {
     EXPECT_TRUE(kernel.callsOf("close").empty());
 }
 
+TEST_F(StartUp, HoldsNoDescriptorWhenTheStandardOnesAreOpen) {
+    IN_A_FRESH_PROCESS({
+        const int next = dup(0);
+        close(next);
+        holdStandardDescriptors();
+        EXPECT_EQ(dup(0), next);
+    });
+}
+
 TEST_F(StartUp, IgnoresTheBrokenPipeSignal) {
     IN_A_FRESH_PROCESS({
         std::signal(SIGCHLD, SIG_IGN);
         setSignalDispositions();
         EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
         EXPECT_EQ(std::signal(SIGCHLD, SIG_DFL), SIG_DFL);
+    });
+}
+
+TEST_F(StartUp, IgnoresTheBrokenPipeSignalBeforeAnythingElse) {
+    IN_A_FRESH_PROCESS({
+        std::signal(SIGPIPE, SIG_DFL);
+        daemon({"-h"});
+        EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
     });
 }
 

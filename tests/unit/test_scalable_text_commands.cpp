@@ -116,6 +116,11 @@ TEST_F(UfontCommand, WithAnUnclosedQuoteUnloadsAllSlots) {
     EXPECT_EQ(run("utext 0 hi white"), onError(kNoFont));
 }
 
+TEST_F(UfontCommand, WithNothingBeforeAnEscapedNulUnloadsAllSlots) {
+    quietly({"ufont sans.ttf", R"(ufont '\x00sans.ttf')"});
+    EXPECT_EQ(run("utext 0 hi white"), onError(kNoFont));
+}
+
 TEST_F(UfontCommand, FillsTenSlotsFromThirtyPixelsDownToTwelve) {
     quietly({"ufont sans.ttf"});
     for (int slot = 0; slot < kSlots; ++slot) {

@@ -118,6 +118,11 @@ TEST_F(FontCommand, CannotKeepAFontUnderAnEmptyName) {
     EXPECT_EQ(inkBox().left, 6);
 }
 
+TEST_F(FontCommand, NameEndsAtAnEscapedNul) {
+    EXPECT_EQ(run(R"(font 0 'big\x00ger')"), onError("font file big.fnt not found"));
+    EXPECT_EQ(run(R"(font 0 '\x00big')"), onError("font file .fnt not found"));
+}
+
 TEST_F(FontCommand, ReportsTheFirstMissingArgument) {
     EXPECT_EQ(run("font 9 F9x5m"), onError("display not found"));
     EXPECT_EQ(run("font"), onError("display not found"));
