@@ -32,7 +32,8 @@ import time
 from dataclasses import dataclass, field
 from pathlib import Path
 
-import mutate_rules
+sys.dont_write_bytecode = True
+import mutate_rules  # noqa: E402
 
 ROOT = Path(__file__).resolve().parent.parent
 FOLDERS = ("app", "graphics", "freetype", "hw")

@@ -5,7 +5,8 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
-import mutate_rules  # noqa: E402  pylint: disable=wrong-import-position
+sys.dont_write_bytecode = True
+import mutate_rules  # noqa: E402
 
 
 def changed(source):
