@@ -13,7 +13,11 @@ skip() {
 [[ -e $1/.packages ]] || skip "no $1; scripts/test-root.sh makes it"
 
 if [[ ${TRY_PACKAGES_INSIDE:-} != yes ]]; then
-  TRY_PACKAGES_INSIDE=yes exec unshare --mount --net --pid --fork --kill-child "$0" "$@"
+  # In a root that is a plain folder (chroot) there is no mount whose propagation could be changed.
+  propagation=private
+  unshare --mount true 2>/dev/null || propagation=unchanged
+  unshare --mount --propagation "$propagation" true 2>/dev/null || skip "no namespaces here"
+  TRY_PACKAGES_INSIDE=yes exec unshare --mount --propagation "$propagation" --net --pid --fork --kill-child "$0" "$@"
 fi
 base=$(realpath "$1")
 packages=$(realpath "$2")

@@ -1,6 +1,6 @@
 // Keys, knobs, switch: what a person does reaches the daemon, and what the daemon does is seen.
 import assert from "node:assert/strict";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { ownPage, page, pixel, simulator } from "./context.mjs";
 import { eventually } from "./simulator.mjs";
 

@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { mkdtempSync, readFileSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { PNG } from "pngjs";
 import { ownPage, ownSimulator, page, pixel, simulator } from "./context.mjs";
 import { eventually } from "./simulator.mjs";

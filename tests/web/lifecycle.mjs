@@ -5,7 +5,7 @@ import { mkdtempSync, readFileSync, readdirSync, rmdirSync } from "node:fs";
 import { request } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { ownPage, ownSimulator, page, pixel, program, simulator } from "./context.mjs";
 import { eventually } from "./simulator.mjs";
 

@@ -1,6 +1,6 @@
 // The lines as they pass, and lines that the page sends.
 import assert from "node:assert/strict";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { ownPage, ownSimulator, page, simulator } from "./context.mjs";
 import { eventually } from "./simulator.mjs";
 

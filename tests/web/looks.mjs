@@ -1,7 +1,7 @@
 // The page as it looks, compared with kept pictures. BELTPACK_UPDATE_PICTURES=1 writes them anew: look at them.
 import assert from "node:assert/strict";
 import { readFileSync, writeFileSync } from "node:fs";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { PNG } from "pngjs";
 import { ownPage, ownSimulator, pixel, results } from "./context.mjs";
 import { eventually } from "./simulator.mjs";

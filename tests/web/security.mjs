@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { request } from "node:http";
 import { connect } from "node:net";
-import { test } from "node:test";
+import { test } from "./serial.mjs";
 import { page, simulator, ownSimulator } from "./context.mjs";
 import { eventually } from "./simulator.mjs";
 
