@@ -69,11 +69,11 @@ bool isQuit(const SimpleString& word) {
     return word == "quit";
 }
 
-// Whether the command leaves nothing but pixels behind. Anything else may stay in the interpreter.
-bool onlyDraws(const SimpleString& word) {
-    static constexpr const char* kDrawing[] = {"pixel", "rect", "line", "clear", "copy",
-                                               "flush", "info", "text", "ctext", "rtext"};
-    return std::any_of(std::begin(kDrawing), std::end(kDrawing),
+// Whether the command can leave more than pixels behind. Other words, also those that are no command, cannot.
+bool staysInEffect(const SimpleString& word) {
+    static constexpr const char* kLasting[] = {"font", "ufont",  "shape", "shaped", "bmp",   "bmpa",
+                                               "bmpt", "bmpdel", "vdisp", "vdispd", "color", "set"};
+    return std::any_of(std::begin(kLasting), std::end(kLasting),
                        [&](const char* name) { return word == name; });
 }
 
@@ -90,7 +90,7 @@ public:
         m_used = false;
         return *m_interpreter;
     }
-    void note(const SimpleString& word) { m_used = m_used || !onlyDraws(word); }
+    void note(const SimpleString& word) { m_used = m_used || staysInEffect(word); }
 
 private:
     std::optional<PanelInterpreter> m_interpreter;

@@ -54,8 +54,9 @@ TMPDIR=$(mktemp -d "$memory/beltpack-fuzz-XXXXXX")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 trap 'kill $(jobs -p) 2>/dev/null || true; exit 130' INT TERM
-# A small quarantine and short histories of allocations: twice as fast. A replay tells the whole story of a finding.
-export ASAN_OPTIONS=quarantine_size_mb=8:malloc_context_size=2:${ASAN_OPTIONS:-}
+# A quarantine that stays in the processor's cache and no histories of allocations: more than twice as fast. A replay
+# tells the whole story of a finding.
+export ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64:malloc_context_size=0:${ASAN_OPTIONS:-}
 export UBSAN_OPTIONS=print_stacktrace=1:${UBSAN_OPTIONS:-}
 
 # Also the processor's seconds, of which a busy machine gives fewer than the clock's.

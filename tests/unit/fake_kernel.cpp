@@ -323,12 +323,10 @@ FakeDevice* FakeKernel::find(int fd) const {
 }
 
 int FakeKernel::record(std::string call, int error) {
-    if (error == 0) {
-        m_calls.push_back(std::move(call));
-        return 0;
+    if (m_recordsCalls) {
+        m_calls.push_back(error == 0 ? std::move(call) : call + " = " + strerrorname_np(error));
     }
-    m_calls.push_back(call + " = " + strerrorname_np(error));
-    return failWith(error);
+    return error == 0 ? 0 : failWith(error);
 }
 
 bool FakeKernel::open(const char* path, int flags, int* result) {
@@ -372,7 +370,7 @@ bool FakeKernel::read(int fd, void* buffer, std::size_t size, ssize_t* result) {
         *result = device->read(buffer, size);
         error = *result < 0 ? errno : 0;
     }
-    if (record("read " + device->path() + " " + std::to_string(size), error) != 0) {
+    if (record(m_recordsCalls ? "read " + device->path() + " " + std::to_string(size) : "", error) != 0) {
         *result = -1;
     }
     return true;
