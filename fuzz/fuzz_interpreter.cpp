@@ -77,24 +77,26 @@ bool staysInEffect(const SimpleString& word) {
                        [&](const char* name) { return word == name; });
 }
 
-// A session's interpreter, as new. Making one takes longer than most sessions: after one that only drew, the
-// display is cleared and it is used again.
-class Interpreters {
+// The interpreter, as new for each session. Making one takes longer than most sessions: after one that only
+// drew, the display is cleared and it is used again.
+class SessionInterpreter {
 public:
-    PanelInterpreter& fresh() {
-        if (m_used) {
+    PanelInterpreter& operator*() { return *m_interpreter; }
+    void note(const SimpleString& word) { m_lasts = m_lasts || staysInEffect(word); }
+    // At the session's end, not at the next one's start: libFuzzer looks for leaks after an input that took
+    // more memory than it gave back.
+    void renew() {
+        if (m_lasts) {
             m_interpreter.emplace();
         } else {
             m_interpreter->run("clear 0");
         }
-        m_used = false;
-        return *m_interpreter;
+        m_lasts = false;
     }
-    void note(const SimpleString& word) { m_used = m_used || staysInEffect(word); }
 
 private:
-    std::optional<PanelInterpreter> m_interpreter;
-    bool m_used = true;  // more than drawn with
+    std::optional<PanelInterpreter> m_interpreter{std::in_place};
+    bool m_lasts = false;  // what the session did
 };
 
 }  // namespace
@@ -109,8 +111,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static FuzzFolder folder;
     static const bool made = (makeAssets(), true);
     static_cast<void>(made);
-    static Interpreters interpreters;
-    PanelInterpreter& interpreter = interpreters.fresh();
+    static SessionInterpreter interpreter;
     BitmapNames bitmaps;
     std::string line;
     for (FuzzInput input(data, size); !input.isEmpty(); line.clear()) {
@@ -120,10 +121,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const char* arguments = line.c_str();
         SimpleString word;
         static_cast<void>(GraphicsCommandProcessor::getString(arguments, word));
-        interpreters.note(word);
+        interpreter.note(word);
         bitmaps.note(word, arguments);
-        require(interpreter.run(line) == !isQuit(word), "only \"quit\" is refused");
+        require((*interpreter).run(line) == !isQuit(word), "only \"quit\" is refused");
     }
-    bitmaps.deleteAll(interpreter);
+    bitmaps.deleteAll(*interpreter);
+    interpreter.renew();
     return 0;
 }
