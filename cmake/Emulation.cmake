@@ -62,22 +62,16 @@ exec '${folder}/bin/beltpack_sim' \"$@\"
 ")
 endfunction()
 
-# Sets `variable` to the path of a simulator that runs here: this build's; that of the build BELTPACK_SIMULATOR_FROM;
-# or in a cross build one built for the machine itself. The latter two run this build's daemon. The records between
-# simulator and shim are the same for all processors of one byte order.
+# Sets `variable` to the path of a simulator that runs here: this build's; that of the build BELTPACK_SIMULATOR_FROM,
+# when it is set; or in a cross build one built for the machine itself. The latter two run this build's daemon. The
+# records between simulator and shim are the same for all processors of one byte order. To be called once.
 function(beltpack_simulator variable)
-  set(script ${PROJECT_BINARY_DIR}/emulated/beltpack_sim)
-  if(BELTPACK_SIMULATOR_FROM)
-    set(${variable} ${script} PARENT_SCOPE)
-    beltpack_write_simulator_script(${script} ${BELTPACK_SIMULATOR_FROM})
-    return()
-  endif()
-  if(NOT CMAKE_CROSSCOMPILING)
+  if(NOT CMAKE_CROSSCOMPILING AND NOT BELTPACK_SIMULATOR_FROM)
     set(${variable} $<TARGET_FILE:beltpack_sim> PARENT_SCOPE)
     return()
   endif()
-  set(${variable} ${script} PARENT_SCOPE)
-  if(NOT TARGET native_simulator)
+  set(folder ${BELTPACK_SIMULATOR_FROM})
+  if(NOT folder)
     set(folder ${PROJECT_BINARY_DIR}/native)
     include(ExternalProject)
     ExternalProject_Add(native_simulator
@@ -87,8 +81,12 @@ function(beltpack_simulator variable)
       BUILD_COMMAND ${CMAKE_COMMAND} --build ${folder} --target beltpack_sim
       BUILD_ALWAYS ON
       INSTALL_COMMAND "")
+  endif()
+  if(CMAKE_CROSSCOMPILING)
     beltpack_link_shim(${CMAKE_LIBRARY_ARCHITECTURE} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
     beltpack_link_shim(${CMAKE_HOST_SYSTEM_PROCESSOR}-linux-gnu ${folder}/bin)
-    beltpack_write_simulator_script(${script} ${folder})
   endif()
+  set(script ${PROJECT_BINARY_DIR}/emulated/beltpack_sim)
+  set(${variable} ${script} PARENT_SCOPE)
+  beltpack_write_simulator_script(${script} ${folder})
 endfunction()
