@@ -109,6 +109,13 @@ TEST_F(FntPlacing, TallFromAboveFlagBeginsAboveTheTarget) {
     EXPECT_EQ(boxOf({0, 10, 60, 4}, "a", kFntBottom | kFntTallFromAbove), "0 10 5 3");
 }
 
+TEST_F(FntPlacing, AlignmentDoesNotBeginLines) {
+    EXPECT_EQ(boxOf(60, 20, "a\na", kFntCentre), "27 1 15 6") << "measured up to the newline";
+    EXPECT_EQ(boxOf(60, 20, "a\na", kFntRight), "54 1 5 6");
+    EXPECT_EQ(boxOf(60, 20, "a\na", kFntMiddle), "0 7 15 6");
+    EXPECT_EQ(boxOf(60, 20, "a\na", kFntBottom), "0 13 15 6");
+}
+
 TEST_F(FntPlacing, LinesFlagMovesNewlinesDownByTheLineAdvance) {
     TestImage image(20, 24);
     render(image, small, "aa\na\n\n", kFntLines);
@@ -414,6 +421,32 @@ TEST_F(FntOutlines, GlyphThatCannotBeLoadedIsLeftOut) {
     freeTypeCalls().loadsFail = false;
     render(image, font, "A");
     EXPECT_NE(image.box(), "nothing");
+}
+
+TEST_F(FntOutlines, GlyphThatIsLeftOutKeepsItsPlace) {
+    const FontPtr font = load("ft:sans.ttf:24px");
+    TestImage usual(96, 64);
+    render(usual, load("ft:sans.ttf:24px"), "F");
+    freeTypeCalls().onLoad = [isFirst = true](FT_GlyphSlot glyph) mutable {
+        if (isFirst) {
+            glyph->bitmap.pixel_mode = FT_PIXEL_MODE_NONE;
+        }
+        isFirst = false;
+    };
+    TestImage image(96, 64);
+    render(image, font, "FF");
+    const int advance = width(font, "F");
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 96; ++x) {
+            ASSERT_EQ(image.pixel(x, y), x < advance ? 0U : usual.pixel(x - advance, y)) << x << " " << y;
+        }
+    }
+}
+
+TEST_F(FntOutlines, Code1IsNotTakenForAnEmptyPlaceOfMeasures) {
+    const FontPtr font = load("ft:sans.ttf:24px");
+    EXPECT_GT(width(font, "\x01"), 0);
+    EXPECT_EQ(width(font, "\x01"), width(font, "\x02"));
 }
 
 TEST_F(FntOutlines, CodesBeyondTheFontAreItsMissingGlyph) {
