@@ -382,8 +382,8 @@ static void processSetCommand(int id, int state) {
 }
 
 // Numbers of "set" commands, as a 32-bit unsigned long is read: decimal, 0x or leading-0 octal, white space
-// before it, a minus sign negates modulo 2^32. False, with *end = text, without a digit or when it does not
-// fit 32 bits.
+// before it, a minus sign negates modulo 2^32. False without a digit, with *end = text, and when it does not
+// fit 32 bits, with *end behind it.
 static bool parseSetNumber(const char* text, const char** end, std::uint32_t& value) {
     char* behind = nullptr;
     errno = 0;
@@ -557,12 +557,13 @@ static void dumpData(const char* title, const unsigned char* data, int len) {
 
 // The input machine. "go on" dispatches the new state at once, "wait" goes back to the loop.
 //   INIT        -> READ (go on)
-//   READ        data -> PARSE (go on); up to 3 ends of file, EAGAIN, EINTR: wait; up to 3 other errors: READ
-//   (go on);
-//               the 4th of either in a row -> ABORT (go on)
-//   PARSE       test mode asked for -> TEST (go on); all data used, or a command too long for the buffer ->
-//   RESET
-//               (go on); else -> READ (wait)
+//   READ        data -> PARSE (go on)
+//               up to 3 ends of file in a row, EAGAIN, EINTR: wait
+//               up to 3 other errors in a row -> READ (go on)
+//               the 4th of either -> ABORT (go on)
+//   PARSE       test mode asked for -> TEST (go on)
+//               all data used, or more than kInBufFull bytes of one command -> RESET (go on)
+//               else -> READ (wait)
 //   RESET       -> READ (wait)
 //   RESET_READ  -> READ (go on); no transition leads here
 //   ABORT       stays; the loop ends
@@ -1013,19 +1014,18 @@ static void fpTest_drawButton(GraphicsCommandProcessor& gcp, const fptestBtnBox_
 }
 
 // Red comes first: it is the one shown when both are lit, and a pair without it shows X, filled when the
-// green one is lit.
+// green one is lit or was when it failed.
 static void fpTest_drawLeds(GraphicsCommandProcessor& gcp, const fptestLedBox_struct& row) {
     if (!row.box.enabled) {
         return;
     }
     const fp_led_struct& green = mLedGrp.led[row.green];
     const fp_led_struct& red = mLedGrp.led[row.red];
-    const bool hasGreen = green.iBrtFd > 0;
     if (red.iBrtFd <= 0) {
-        fpTest_drawBox(gcp, row.box, "X", hasGreen && green.iLit);
+        fpTest_drawBox(gcp, row.box, "X", green.iLit);
     } else if (red.iLit) {
         fpTest_drawBox(gcp, row.box, "R", true);
-    } else if (!hasGreen) {
+    } else if (green.iBrtFd <= 0) {
         fpTest_drawBox(gcp, row.box, "X", false);
     } else {
         fpTest_drawBox(gcp, row.box, green.iLit ? "G" : " ", green.iLit);

@@ -146,8 +146,11 @@ void blendRow(const unsigned char* coverage, unsigned char* pixel, std::ptrdiff_
 
 template <typename Blend>
 void blendBlock(Block block, const Blend& blend) {
-    for (; block.rows > 0; --block.rows, block.coverage += block.pitch, block.pixels += block.stride) {
+    for (;; block.coverage += block.pitch, block.pixels += block.stride) {
         blendRow(block.coverage, block.pixels, block.columns, blend);
+        if (--block.rows == 0) {
+            break;  // no step beyond the image
+        }
     }
 }
 

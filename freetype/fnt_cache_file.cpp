@@ -1,7 +1,6 @@
 #include "freetype/fnt_cache_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,8 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+
+#include "freetype/fnt_file.h"
 
 namespace fnt {
 namespace {
@@ -40,10 +41,7 @@ public:
 
     // The bytes of a regular file; -1 for anything else and when there is none.
     [[nodiscard]] std::int64_t size() const {
-        struct stat status {};
-        return m_fd >= 0 && fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode)
-                   ? std::int64_t{status.st_size}
-                   : -1;
+        return m_fd >= 0 ? regularFileSize(m_fd, "", AT_EMPTY_PATH) : -1;
     }
 
     // Reads the next `size` bytes. False when there are not so many.

@@ -1,6 +1,6 @@
 #include "freetype/fnt_face.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
 
 #include <charconv>
 #include <cstdio>
@@ -8,6 +8,8 @@
 #include <cstring>
 #include <limits>
 #include <system_error>
+
+#include "freetype/fnt_file.h"
 
 namespace fnt {
 namespace {
@@ -45,12 +47,6 @@ FT_Library library() {
     return instance;
 }
 
-// FreeType would wait for the writer of a FIFO.
-bool isRegularFile(const char* path) {
-    struct stat status {};
-    return stat(path, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 FT_Face openFile(const char* path) {
     const FT_Library freetype = library();
     if (freetype == nullptr) {
@@ -58,7 +54,9 @@ FT_Face openFile(const char* path) {
     }
     FT_Face face = nullptr;
     const FT_Error error =
-        isRegularFile(path) ? FT_New_Face(freetype, path, 0, &face) : FT_Err_Cannot_Open_Resource;
+        regularFileSize(AT_FDCWD, path, 0) >= 0  // FreeType would wait for the writer of a FIFO
+            ? FT_New_Face(freetype, path, 0, &face)
+            : FT_Err_Cannot_Open_Resource;
     if (error != 0) {
         std::printf("img: unable to load font %s error: %d", path, error);
         return nullptr;

@@ -129,7 +129,7 @@ struct Size {
     [[nodiscard]] constexpr Size clip(const Size& o) const { return {cut(o.w, w), cut(o.h, h)}; }
     // The point, each coordinate brought to 0 .. extent - 1 (0 for an empty extent).
     [[nodiscard]] constexpr Position clip(const Position& p) const {
-        return {cut(p.x, w - 1), cut(p.y, h - 1)};
+        return {cut(p.x, wrapSub(w, 1)), cut(p.y, wrapSub(h, 1))};
     }
 
 private:

@@ -328,6 +328,7 @@ int Font::textFit(const char* text, int spacing, int maxWidth, const char* suffi
     if (text == nullptr) {
         return -1;
     }
+    // Below 0, by a negative spacing, it would let a text pass for fitting that does not.
     const std::int64_t suffixWidth = std::max<std::int64_t>(exactLength(suffix, spacing), 0);
     std::int64_t width = 0;
     int cut = -1;

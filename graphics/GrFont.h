@@ -141,8 +141,7 @@ private:
     int paint(int ch, const Size& extent, Pixel* buf, const Position& pos, Pixel fg, Pixel bg) const;
     void paintClipped(const unsigned char* rows, int width, const Size& extent, Pixel* buf,
                       const Position& pos, Pixel fg, Pixel bg) const;
-    // The rest of loading: `length` bytes of font data from the descriptor. `length` is at least the header's
-    // size.
+    // The rest of loading: `length` bytes of font data. `length` is at least the header's size.
     bool adoptFrom(std::FILE* file, std::uint32_t length);
     // Frees owned data and empties the font.
     void release();

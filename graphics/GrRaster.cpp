@@ -186,12 +186,14 @@ private:
 void fillBlock(DisplayBuffer& buffer, const Position& from, std::uint32_t columns, std::uint32_t rows,
                Pixel color) {
     if (isWithin(buffer.size, from, columns, rows)) {
-        Pixel* row = buffer.vdb + indexOf(buffer, from);
-        for (; rows > 0; --rows, row += buffer.size.w) {
+        for (Pixel* row = buffer.vdb + indexOf(buffer, from); rows > 0; row += buffer.size.w) {
             if (columns == 1) {  // a vertical edge
                 *row = color;
             } else {
                 fillPixels(row, columns, color);
+            }
+            if (--rows == 0) {
+                break;  // no step beyond the buffer
             }
         }
         return;
@@ -252,9 +254,11 @@ void drawMask(DisplayBuffer& buffer, const Position& from, const Size& extent, c
     const std::uint32_t columns = asUnsigned(extent.w);
     std::uint32_t rows = asUnsigned(extent.h);
     if (isWithin(buffer.size, from, columns, rows)) {
-        Pixel* out = buffer.vdb + indexOf(buffer, from);
-        for (; rows > 0; --rows, out += buffer.size.w, mask += columns) {
+        for (Pixel* out = buffer.vdb + indexOf(buffer, from);; out += buffer.size.w, mask += columns) {
             paintMasked(out, mask, columns, color);
+            if (--rows == 0) {
+                break;  // no step beyond the buffer
+            }
         }
         return;
     }

@@ -65,6 +65,7 @@ constexpr NamedColor kColors[] = {
 };
 
 constexpr std::uint32_t kMostVirtualPixels = 16777216;  // of one virtual display: 64 MB
+
 // Characters. The "C" locale, whatever the process has set.
 
 constexpr bool isSpace(char c) {
@@ -268,6 +269,7 @@ GraphicsCommandProcessor::~GraphicsCommandProcessor() {
     m_fontDict.DeleteContents();
     m_shapeDict.DeleteContents();
     m_vdispMap.DeleteContents();
+    // As their owner gives them back: what free() alone would leave is the face and its file.
     std::for_each(std::begin(ttfFonts), std::end(ttfFonts), Fnt_CloseFont);
 }
 
@@ -378,6 +380,8 @@ VirtualDisplay* GraphicsCommandProcessor::getDisplay(const char*& p, long* id) {
         return nullptr;
     }
     if (static_cast<unsigned long>(number) < m_displayCount) {
+        // Required, do not mend: an empty slot is not looked for among the virtual displays, so that one made
+        // under its number is never drawn on. The number stays the hardware's.
         return m_disp[number];
     }
     return findVirtualDisplay(static_cast<std::int32_t>(number));

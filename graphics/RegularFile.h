@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,16 @@ struct FileCloser {
 using File = std::unique_ptr<std::FILE, FileCloser>;  // closed at the end of the scope
 
 namespace regular_file {
+
+// The bytes of an open regular file; -1 for anything else and when they cannot be told. By statx(), whose
+// fields have 64 bits everywhere: fstat() fails on a 32-bit machine for a file with a time stamp beyond the
+// year 2038.
+[[nodiscard]] inline std::int64_t size(int fd) {
+    struct statx status {};
+    const bool regular =
+        ::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_SIZE, &status) == 0 && S_ISREG(status.stx_mode);
+    return regular ? static_cast<std::int64_t>(status.stx_size) : -1;
+}
 
 // Takes the descriptor over. Null for -1 and when no stream can be made of it.
 [[nodiscard]] inline File adopt(int fd, const char* mode) {
@@ -35,15 +46,12 @@ namespace regular_file {
 [[nodiscard]] inline File openRegularFile(const char* path) {
     const int fd = path != nullptr ? ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
     File file = regular_file::adopt(fd, "rb");
-    struct stat st {};
-    const bool regular = file != nullptr && ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-    return regular ? std::move(file) : nullptr;
+    return file != nullptr && regular_file::size(fd) >= 0 ? std::move(file) : nullptr;
 }
 
 // Bytes of an open regular file, wherever it is being read; 0 when they cannot be told.
 [[nodiscard]] inline std::uint64_t regularFileSize(std::FILE* file) {
-    struct stat st {};
-    return ::fstat(::fileno(file), &st) == 0 && st.st_size > 0 ? static_cast<std::uint64_t>(st.st_size) : 0;
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(regular_file::size(::fileno(file)), 0));
 }
 
 // Opens a file for binary writing, made when there is none and emptied unless `keep` is true. Null for a null

@@ -6,20 +6,18 @@
 // Receives what the hardware object reports by itself. Implemented by the application.
 class IIntercomHardwareEvent {
 public:
-    virtual ~IIntercomHardwareEvent() = default;
-
     // id: the panel's identifier; then the display count and the first display's width and height in px.
     virtual void OnId(const char* id, unsigned int a, unsigned int b, unsigned int c) = 0;
     // a: key code, b: event value, c: milliseconds since the key's previous change.
     virtual void OnKeyPress(int a, int b, int c) = 0;
+
+    virtual ~IIntercomHardwareEvent() = default;
 };
 
 // What a front panel offers to the drawing side. Displays are numbered from 0. The order of the operations is
-// the order of the virtual table.
+// the order of the virtual table, so that the destructors come last.
 class IIntercomHardware {
 public:
-    virtual ~IIntercomHardware() = default;
-
     [[nodiscard]] virtual unsigned int GetDisplayCount() = 0;
     [[nodiscard]] virtual unsigned int GetDisplayWidth(unsigned int display) = 0;   // px
     [[nodiscard]] virtual unsigned int GetDisplayHeight(unsigned int display) = 0;  // px
@@ -29,4 +27,6 @@ public:
     // Polls the devices once and reports what happened to the event callback. (The spelling is the
     // interface's.)
     virtual void ScanForHarwareEvents() = 0;
+
+    virtual ~IIntercomHardware() = default;
 };

@@ -89,7 +89,7 @@ int gpioGetLevel(int id) {
     if (gpio->iDirection == kGpioInput) {
         gpio->iCurrLevel = oxgp_readGpio(gpio->iFd);
         if (gpio->iCurrLevel == -1) {
-            gpio->iFd = -1;
+            gpio->iFd = -1;  // Required: not closed, as in gpioSetLevel
         }
     }
     return gpio->iCurrLevel;

@@ -9,7 +9,8 @@
 int gpioOpenAll();
 
 // Returns the level of line `id`: for an output what was last set (0, 1, or the value given), for an input
-// what is read now. Returns -1 for no such line, a closed one, or a failed read, which closes the line.
+// what is read now. Returns -1 for no such line, a closed one, or a failed read, after which the line counts
+// as closed.
 int gpioGetLevel(int id);
 
 // Sets line `id` high (`level` not 0) or low and keeps `level` as given. Returns 0, or -1 for no such line, a

@@ -13,8 +13,8 @@ struct oxut_timeDiffParse_struct {
     unsigned int uiDays;  // days of 86400 s
 };
 
-// Fills `tv` with the time `ms` milliseconds from now; tv_usec may be 1000000, which every comparison here
-// takes as the next second. When the clock cannot be read, `tv` is `ms` after second 0.
+// Fills `tv` with the time `ms` milliseconds from now; tv_usec may be 1000000. When the clock cannot be read,
+// `tv` is `ms` after second 0.
 // Returns 1, or 0 when the clock could not be read.
 int oxut_gettimeofdayFutureMs(unsigned int ms, timeval* tv);
 
@@ -35,7 +35,8 @@ int oxut_parseTimeDiffSec(const timeval* from, const timeval* to, oxut_timeDiffP
 // Milliseconds left from `now` until `end`, which must not be before `now`. The seconds count modulo 2^20.
 [[nodiscard]] int oxut_msLeft(const timeval* now, const timeval* end);
 
-// Returns true when `a` is before `b`.
+// Returns true when `a` is before `b`. Seconds are compared first: a tv_usec of 1000000 counts as before the
+// next second, which is the same moment.
 [[nodiscard]] bool oxut_isBefore(const timeval* a, const timeval* b);
 
 // Dumps `len` bytes to standard error, 16 to a line with their offset, after a line with `title` and the

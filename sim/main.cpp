@@ -155,6 +155,7 @@ int run(const Task& task, bool& failed) {
     if (!options.screenshot.empty() &&
         !sim::savePicture(options.screenshot, session.panel().oled.lastFrame(), options.scale)) {
         complain("cannot write " + options.screenshot);
+        failed = true;
     }
     return status;
 }

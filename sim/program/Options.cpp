@@ -86,7 +86,8 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--artifacts", options.artifacts,
                    "Folder for the pictures of a script or a replay and the page's recordings (default: the "
                    "current one)");
-    app.add_flag("--update-pictures", options.updatePictures, "Write a script's expected pictures anew");
+    app.add_flag("--update-pictures", options.updatePictures, "Write a script's expected pictures anew")
+        ->needs("--script");
 }
 
 }  // namespace
@@ -103,6 +104,10 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
     describe(app, options);
     try {
         app.parse(static_cast<int>(mark - argv), argv);
+    } catch (const CLI::ExtrasError& error) {
+        app.exit(error);
+        std::cerr << "A command to run stands behind \"--\": beltpack_sim -- COMMAND\n";
+        return kUsageError;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kUsageError;
     }

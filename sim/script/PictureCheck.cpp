@@ -38,7 +38,9 @@ std::optional<std::string> checkPicture(const std::string& file, const Picture& 
     const std::string name = std::filesystem::path(settings.artifacts) / std::filesystem::path(file).stem();
     const std::string gotFile = name + ".got.png";
     bool written = savePicture(gotFile, got, settings.scale);
-    std::string what = "cannot read it as a panel picture";
+    std::string what = std::filesystem::exists(file)
+                           ? "cannot read it as a panel picture"
+                           : "there is no such picture; --update-pictures writes it";
     if (expected) {
         written = saveDifference(name + ".diff.png", *expected, got, settings.scale) && written;
         what = std::to_string(differences(*expected, got)) + " different pixels";

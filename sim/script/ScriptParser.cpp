@@ -269,7 +269,7 @@ std::string parseStep(std::string_view line, Step& step) {
     std::string_view rest;
     const Rule* rule = findRule(text, rest);
     if (rule == nullptr) {
-        return "unknown word";
+        return "unknown step \"" + std::string(line) + '"';
     }
     step.word = rule->word;
     if (!rule->arguments.empty() && rule->arguments[0] == Kind::Text) {

@@ -52,7 +52,7 @@ typedef int (*main_function)(int, char**, char**);
     apply(off_t, lseek, (int, off_t, int));                                \
     apply(int, fcntl, (int, int, ...));                                    \
     apply(int, fstat, (int, struct stat*));                                \
-    apply(int, stat, (const char*, struct stat*));                         \
+    apply(int, statx, (int, const char*, int, unsigned, struct statx*));   \
     apply(void*, mmap, (void*, size_t, int, int, int, off_t));             \
     apply(int, select, (int, fd_set*, fd_set*, fd_set*, struct timeval*)); \
     apply(int, usleep, (useconds_t));                                      \
@@ -350,11 +350,11 @@ EXPORT int fstat(int fd, struct stat* status) {
     return result;
 }
 
-EXPORT int stat(const char* restrict path, struct stat* restrict status) {
-    if (fails("stat", path, "")) {
+EXPORT int statx(int folder, const char* restrict path, int flags, unsigned mask, struct statx* restrict status) {
+    if (fails("statx", *path != '\0' ? path : name_of(folder), "")) {
         return -1;
     }
-    int PASS(result, stat(path, status));
+    int PASS(result, statx(folder, path, flags, mask, status));
     return result;
 }
 

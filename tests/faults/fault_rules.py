@@ -135,11 +135,11 @@ RULES = [
          messages="processGraphicsCommand Could not write .*"),
 
     # Fonts, shapes, bitmaps: a file that cannot be read is told, and can be loaded again.
-    Rule(r"(?:stat|open) font/.*", FILE_ERRORS, more=FONT_LINES, for_good=("picture", "frame"),
+    Rule(r"(?:statx|open) font/.*", FILE_ERRORS, more=FONT_LINES, for_good=("picture", "frame"),
          more_for_good=FONT_LINES),
     Rule(r"fstat font/.*", (EIO, ENOMEM), more=FONT_LINES, for_good=("picture", "frame"), more_for_good=FONT_LINES),
     Rule(r"(?:mmap|fcntl) font/.*", (ENOMEM, EINVAL)),  # without a mapping FreeType reads the file
-    Rule(r"(?:open|fdopen|fstat|fread) .*\.(?:bmp|shp|fnt)", FILE_ERRORS, more=ERROR_LINE,
+    Rule(r"(?:open|fdopen|statx|fread) .*\.(?:bmp|shp|fnt)", FILE_ERRORS, more=ERROR_LINE,
          for_good=("picture", "frame"), more_for_good=ERROR_LINE),
 
     Rule(r"open /dev/null", (EMFILE, ENOENT)),

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "graphics/GrBase.h"
 
@@ -115,6 +116,8 @@ TEST(Size, ClippedPositionsComeToTheNearestEdge) {
     EXPECT_EQ(s.clip(Position(96, -1)), Position(95, 0));
     EXPECT_EQ(s.clip(Position(5, 6)), Position(5, 6));
     EXPECT_EQ(Size().clip(Position(5, 6)), Position(0, 0));
+    constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
+    EXPECT_EQ(Size(kLeast, kLeast).clip(Position(5, 6)), Position(5, 6)) << "a side less one wraps";
 }
 
 TEST(Size, ClippedExtentsAreCutToTheExtent) {

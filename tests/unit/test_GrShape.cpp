@@ -345,6 +345,13 @@ TEST_F(ShapeFile, WithAnotherMagicIsRejected) {
     expectEmpty();
 }
 
+TEST_F(ShapeFile, WithAnotherMagicIsRejectedBeforeAnythingIsAllocated) {
+    writeFile("new.shp", "SHPX" + shapeFile(100, 100, std::string(10000, '\1')).substr(4));
+    AllocationWatch::largest = 0;
+    EXPECT_FALSE(shape.loadFromFile("new.shp"));
+    EXPECT_EQ(AllocationWatch::largest, 0U);
+}
+
 TEST_F(ShapeFile, WithOneMaskByteTooFewIsRejectedAndLeavesTheShapeEmpty) {
     EXPECT_FALSE(load(shapeFile(3, 2, "\1\1\1\1\1")));
     expectEmpty();

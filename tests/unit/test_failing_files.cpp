@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <string>
@@ -25,7 +26,7 @@ using VelaGraphics::Size;
 namespace {
 
 // The calls that fail here; they are wrapped at link time (see CMakeLists.txt).
-enum class FileCall { none, fdopen, fstat, fread, fwrite, fclose };
+enum class FileCall { none, fdopen, statx, fread, fwrite, fclose };
 
 FileCall failing = FileCall::none;
 int callsLeft = 0;  // until the one that fails; below 1: it has failed
@@ -42,7 +43,7 @@ bool fails(FileCall call) {
 
 extern "C" {
 std::FILE* __real_fdopen(int fd, const char* mode);
-int __real_fstat(int fd, struct stat* status);
+int __real_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* status);
 std::size_t __real_fread(void* to, std::size_t size, std::size_t count, std::FILE* file);
 std::size_t __real___fread_chk(void* to, std::size_t room, std::size_t size, std::size_t count,
                                std::FILE* file);
@@ -52,8 +53,8 @@ int __real_fclose(std::FILE* file);
 std::FILE* __wrap_fdopen(int fd, const char* mode) {
     return fails(FileCall::fdopen) ? nullptr : __real_fdopen(fd, mode);
 }
-int __wrap_fstat(int fd, struct stat* status) {
-    return fails(FileCall::fstat) ? -1 : __real_fstat(fd, status);
+int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* status) {
+    return fails(FileCall::statx) ? -1 : __real_statx(folder, path, flags, mask, status);
 }
 std::size_t __wrap_fread(void* to, std::size_t size, std::size_t count, std::FILE* file) {
     return fails(FileCall::fread) ? 0 : __real_fread(to, size, count, file);
@@ -112,7 +113,7 @@ TEST_F(FailingFiles, LoadingABitmapFontFailsAndLeavesNone) {
         return loaded;
     };
     EXPECT_EQ(failEach(FileCall::fdopen, load), 1);
-    EXPECT_EQ(failEach(FileCall::fstat, load), 2) << "its kind and its size";
+    EXPECT_EQ(failEach(FileCall::statx, load), 2) << "its kind and its size";
     EXPECT_EQ(failEach(FileCall::fread, load), 2) << "the head and the data";
 }
 
@@ -145,7 +146,7 @@ TEST_F(FailingFiles, LoadingAShapeFailsAndLeavesNone) {
         return loaded;
     };
     EXPECT_EQ(failEach(FileCall::fdopen, load), 1);
-    EXPECT_EQ(failEach(FileCall::fstat, load), 2);
+    EXPECT_EQ(failEach(FileCall::statx, load), 2);
     EXPECT_EQ(failEach(FileCall::fread, load), 2);
 }
 
@@ -174,11 +175,24 @@ TEST_F(FailingFiles, ReadingABitmapFailsWithTheFittingError) {
 
 TEST_F(FailingFiles, BitmapWhoseSizeCannotBeToldHasNoBytes) {
     writeBytes("one.bmp", fileBytes(3, 2, 24));
-    failing = FileCall::fstat;
+    failing = FileCall::statx;
     callsLeft = 2;  // the first tells that it is a regular file
     EXPECT_EQ(BMP_ReadFile("one.bmp"), nullptr);
     failing = FileCall::none;
     EXPECT_EQ(BMP_GetError(), BMP_FILE_INVALID);
+}
+
+// Where the C library has 32 bits for seconds, fstat() fails for such a file.
+TEST_F(FailingFiles, TimeStampBeyond2038IsNoFailure) {
+    ASSERT_TRUE(Font(F9x5m).saveToFile("one.fnt"));
+    writeFile("one.shp", shapeFile(2, 2, "\1\1\1\1"));
+    writeBytes("one.bmp", fileBytes(3, 2, 24));
+    ASSERT_EQ(std::system("touch -d 2040-01-01 one.fnt one.shp one.bmp"), 0);
+    Font font;
+    EXPECT_TRUE(font.loadFromFile("one.fnt"));
+    Shape shape;
+    EXPECT_TRUE(shape.loadFromFile("one.shp"));
+    EXPECT_NE(Image(BMP_ReadFile("one.bmp")).get(), nullptr);
 }
 
 TEST_F(FailingFiles, WritingABitmapIsAnInputOutputError) {

@@ -80,7 +80,7 @@ TEST_F(FntPlacing, WideFromLeftFlagBeginsAWideLineAtTheLeftEdge) {
     }
 }
 
-TEST_F(FntPlacing, MiddleFlagCentresTheTextRoundingDown) {
+TEST_F(FntPlacing, MiddleFlagCentresTheTextAndPutsTheOddRowAboveIt) {
     EXPECT_EQ(boxOf(60, 20, "a", kFntMiddle), "0 7 5 6");  // (12 + 1) / 2 + 1
     EXPECT_EQ(boxOf(60, 21, "a", kFntMiddle), "0 8 5 6");
 }

@@ -361,9 +361,12 @@ TEST_F(Routing, FaultsAreSilentAtDebugLevelZero) {
 }
 
 TEST_F(Routing, EmptyLineIsIgnoredAtEveryLevel) {
-    miPrint = 1;
-    EXPECT_EQ(route(""), "");
-    EXPECT_TRUE(kernel.log().empty());
+    for (miPrint = 0; miPrint < 4; ++miPrint) {
+        EXPECT_EQ(route(""), "");
+        for (const LogLine& line : kernel.log()) {
+            EXPECT_EQ(line, (LogLine{LOG_DEBUG, "processInput Len=1, Data="})) << miPrint;
+        }
+    }
 }
 
 TEST_F(Routing, LinesAreEchoedFromLevelTwoOn) {
@@ -886,6 +889,17 @@ TEST_F(InputMachine, FirstPartOfACommandInTwoReadsIsSkipped) {
 TEST_F(InputMachine, CompleteCommandsBeforeAnIncompleteOneAreCarriedOut) {
     const std::string lines = loop({"g:info\ng:in", "fo\ng:info 0\n"});
     EXPECT_NE(lines.find("OnDisplayInfo1(1,96,64)\nOnDisplayInfo2(0,96,64)\n"), std::string::npos) << lines;
+}
+
+TEST_F(InputMachine, EmptyLineIsFramedAsACommandOfLength1) {
+    miPrint = 2;
+    loop({"\n\ng:info\n"});
+    int count = 0;
+    for (const LogLine& line : kernel.log()) {
+        count += line == LogLine{LOG_DEBUG, "processInput Len=1, Data="} ? 1 : 0;
+    }
+    EXPECT_EQ(count, 2);
+    EXPECT_TRUE(logged(LOG_DEBUG, "processInput Len=7, Data=g:info"));
 }
 
 TEST_F(InputMachine, TailOfAFullBufferIsKeptWhole) {
@@ -1649,7 +1663,7 @@ TEST_F(PanelTest, LightBoxTellsWhichLedIsLitOrMissing) {
                        {5, 1, 5, 1, "R", true},   {5, 0, -1, 0, "X", false},  {5, 1, -1, 0, "X", true},
                        {5, 0, -1, 1, "X", false}, {-1, 0, 5, 0, "X", false},  {-1, 1, 5, 0, "X", false},
                        {-1, 0, 5, 1, "R", true},  {-1, 0, -1, 0, "X", false}, {0, 0, 0, 0, "X", false},
-                       {0, 0, 5, 0, "X", false},  {5, 0, 0, 1, "X", false}};
+                       {0, 0, 5, 0, "X", false},  {5, 0, 0, 1, "X", false},   {-1, 1, -1, 0, "X", true}};
     IN_A_FRESH_PROCESS({
         for (const auto& box : boxes) {
             mLedGrp.led[6].iBrtFd = box.greenFd;
@@ -1751,6 +1765,14 @@ TEST_F(StartUp, OptionsAreLoggedWithThePrintOption) {
         logged(LOG_INFO,
                "Screen 96W x 64H px, TestMode=Y, Allow Test Exit=Y, CopyGfxCmds=N, Test Mode Scan 100 ms\n"));
     EXPECT_TRUE(logged(LOG_INFO, "beltpack_fpui closing app."));
+}
+
+TEST_F(StartUp, PrintOptionGivenTwiceIsTheSame) {
+    for (const Lines& options : {Lines{"-p"}, Lines{"-p", "-p"}}) {
+        kernel.standardInput().queueRead("x:\n");
+        daemon(options);
+        EXPECT_EQ(miPrint, 2);
+    }
 }
 
 TEST_F(StartUp, OptionsAreNotLoggedWithoutIt) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -389,10 +390,23 @@ TEST_F(UtextCommand, LongTextIsCutInOnePass) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
+// Each face has its file mapped.
+long mappedFonts() {
+    std::ifstream maps("/proc/self/maps");
+    long count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        count += line.find("DejaVuSans.ttf") != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
+
 TEST_F(UtextCommand, FontsAreReleasedWithTheInterpreter) {
-    for (int i = 0; i < 3; ++i) {
+    const long before = mappedFonts();
+    {
         GraphicsCommandProcessor other(displays, 1, &hardware);
         EXPECT_TRUE(other.processCommand("ufont sans.ttf"));
         EXPECT_TRUE(other.processCommand("utext 0 hi white"));
+        EXPECT_GT(mappedFonts(), before);
     }
+    EXPECT_EQ(mappedFonts(), before);
 }

@@ -70,10 +70,10 @@ TEST(ScriptParser, RepeatIsForKeysAndForBytes) {
     EXPECT_EQ(bytes.arguments, (Words{"1600", "x y"}));
 }
 
-TEST(ScriptParser, UnknownWordsAreRefusedWithTheirLine) {
-    EXPECT_EQ(errorOf("close\njump\n"), "s:2: unknown word");
-    EXPECT_EQ(errorOf("wait\n"), "s:1: unknown word");
-    EXPECT_EQ(errorOf("closer\n"), "s:1: unknown word");
+TEST(ScriptParser, UnknownStepsAreRefusedWithTheirLine) {
+    EXPECT_EQ(errorOf("close\njump 2\n"), "s:2: unknown step \"jump 2\"");
+    EXPECT_EQ(errorOf("wait\n"), "s:1: unknown step \"wait\"");
+    EXPECT_EQ(errorOf("closer\n"), "s:1: unknown step \"closer\"");
 }
 
 TEST(ScriptParser, ArgumentsAreCounted) {
@@ -197,7 +197,7 @@ TEST(ScriptParser, BadIncludesAreRefusedWithTheirPlace) {
               folder.file("outer") + ":2: cannot read " + folder.file("inner.inc"));
     folder.write("inner.inc", "close\njump\n");
     EXPECT_EQ(sim::parseScriptFile(folder.file("outer"), script),
-              folder.file("inner.inc") + ":2: unknown word");
+              folder.file("inner.inc") + ":2: unknown step \"jump\"");
     folder.write("inner.inc", "include inner.inc\n");
     EXPECT_EQ(sim::parseScriptFile(folder.file("outer"), script),
               folder.file("inner.inc") + ":1: include: nested too deep");

@@ -53,7 +53,10 @@ TEST_F(Simulator, BadUsageIsStatusTwo) {
     EXPECT_EQ(run("--script /nowhere", "echo"), 2);
     EXPECT_EQ(run("--log /nowhere/log", "echo"), 2);
     EXPECT_EQ(play("jump\n", "echo"), 2);
-    expectContains(err(), "s.script:1: unknown word");
+    expectContains(err(), "s.script:1: unknown step \"jump\"");
+    EXPECT_EQ(run("--update-pictures", "echo"), 2);
+    EXPECT_EQ(shell("'" BELTPACK_SIM_PATH "' ./my_controller"), 2);
+    expectContains(err(), "A command to run stands behind \"--\"");
     EXPECT_EQ(shell("'" BELTPACK_SIM_PATH "' --help"), 0);
 }
 
@@ -273,6 +276,19 @@ TEST_F(Simulator, FramesPicturesAndDisplayStateAreSeen) {
     EXPECT_EQ(work.read("shot.png"), work.read("diagonal.png"));
     EXPECT_EQ(play(checks, "frame", "--screenshot '" + work.file("end.png") + "'"), 0) << err();
     EXPECT_EQ(work.read("end.png"), work.read("diagonal.png"));
+}
+
+TEST_F(Simulator, PictureThatCannotBeWrittenIsStatusTwo) {
+    EXPECT_EQ(play("wait frame\n", "frame", "--screenshot /nowhere/end.png"), 2);
+    expectContains(err(), "cannot write /nowhere/end.png");
+}
+
+TEST_F(Simulator, PictureThatIsMissingIsTold) {
+    EXPECT_EQ(play("wait frame\nexpect picture p.png\n", "frame"), 1);
+    expectContains(err(), "there is no such picture; --update-pictures writes it");
+    work.write("p.png", "no picture");
+    EXPECT_EQ(play("wait frame\nexpect picture p.png\n", "frame"), 1);
+    expectContains(err(), "cannot read it as a panel picture");
 }
 
 TEST_F(Simulator, FailureLeavesThePictureThatWasShown) {
