@@ -350,7 +350,8 @@ EXPORT int fstat(int fd, struct stat* status) {
     return result;
 }
 
-EXPORT int statx(int folder, const char* restrict path, int flags, unsigned mask, struct statx* restrict status) {
+EXPORT int statx(int folder, const char* restrict path, int flags, unsigned mask,
+                 struct statx* restrict status) {
     if (fails("statx", *path != '\0' ? path : name_of(folder), "")) {
         return -1;
     }
