@@ -120,7 +120,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         }
         const char* arguments = line.c_str();
         SimpleString word;
-        static_cast<void>(GraphicsCommandProcessor::getString(arguments, word));
+        if (!GraphicsCommandProcessor::getString(arguments, word)) {
+            word = "";  // an unclosed quote: what was read of it is no command
+        }
         interpreter.note(word);
         bitmaps.note(word, arguments);
         require((*interpreter).run(line) == !isQuit(word), "only \"quit\" is refused");
