@@ -154,5 +154,5 @@ def daemon_options(daemon):
 
 def simulator_options(simulator):
     """Every name of every option, to what stands behind it, empty for nothing."""
-    lines = found(r"^  ((?:-\w,)?--[\w-]+)(?: (\S+))?", help_of(simulator, "--help"), "the simulator's help")
+    lines = found(r"^  ((?:-\w,)?--[\w-]+)(?: (?!Needs:)(\S+))?", help_of(simulator, "--help"), "the simulator's help")
     return {name: argument for names, argument in lines for name in names.split(",")}
