@@ -6,6 +6,7 @@
 #include <new>
 #include <optional>
 #include <set>
+#include <string_view>
 
 #include "fuzz/FuzzFiles.h"
 #include "fuzz/FuzzTarget.h"
@@ -38,7 +39,7 @@ void makeAssets() {
 class BitmapNames {
 public:
     // arguments: behind the command's word.
-    void note(const SimpleString& word, const char* arguments) {
+    void note(std::string_view word, const char* arguments) {
         SimpleString name;
         const bool loads = word == "bmp" || word == "bmpa" || word == "bmpt";
         if (loads && GraphicsCommandProcessor::getString(arguments, name)) {
@@ -65,12 +66,12 @@ private:
     std::set<std::string> m_names;
 };
 
-bool isQuit(const SimpleString& word) {
+bool isQuit(std::string_view word) {
     return word == "quit";
 }
 
 // Whether the command can leave more than pixels behind. Other words, also those that are no command, cannot.
-bool staysInEffect(const SimpleString& word) {
+bool staysInEffect(std::string_view word) {
     static constexpr const char* kLasting[] = {"font", "ufont",  "shape", "shaped", "bmp",   "bmpa",
                                                "bmpt", "bmpdel", "vdisp", "vdispd", "color", "set"};
     return std::any_of(std::begin(kLasting), std::end(kLasting),
@@ -82,14 +83,14 @@ bool staysInEffect(const SimpleString& word) {
 class SessionInterpreter {
 public:
     PanelInterpreter& operator*() { return *m_interpreter; }
-    void note(const SimpleString& word) { m_lasts = m_lasts || staysInEffect(word); }
+    void note(std::string_view word) { m_lasts = m_lasts || staysInEffect(word); }
     // At the session's end, not at the next one's start: libFuzzer looks for leaks after an input that took
     // more memory than it gave back.
     void renew() {
         if (m_lasts) {
             m_interpreter.emplace();
         } else {
-            m_interpreter->run("clear 0");
+            m_interpreter->clear();
         }
         m_lasts = false;
     }
@@ -123,9 +124,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         if (!GraphicsCommandProcessor::getString(arguments, word)) {
             word = "";  // an unclosed quote: what was read of it is no command
         }
-        interpreter.note(word);
-        bitmaps.note(word, arguments);
-        require((*interpreter).run(line) == !isQuit(word), "only \"quit\" is refused");
+        interpreter.note(word.c_str());
+        bitmaps.note(word.c_str(), arguments);
+        require((*interpreter).run(line) == !isQuit(word.c_str()), "only \"quit\" is refused");
     }
     bitmaps.deleteAll(*interpreter);
     interpreter.renew();
