@@ -22,8 +22,9 @@
 // GraphicsImageCommands.cpp, all others with the grammar in GraphicsCommandProcessor.cpp.
 //
 // A line is a command word and its arguments, separated by white space. A fault in a line is reported by
-// exactly one error() and the line has no other effect, but that a bmpt that fails drops what was cached; text after the last argument that a command reads is
-// ignored. Nothing in the language ends the process. One thread, no locks.
+// exactly one error() and the line has no other effect, but that a bmpt that fails drops what was cached;
+// text after the last argument that a command reads is ignored. Nothing in the language ends the process. One
+// thread, no locks.
 class GraphicsCommandProcessor {
 public:
     using Pixel = VelaGraphics::Pixel;
