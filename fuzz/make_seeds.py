@@ -33,6 +33,7 @@ def interpreter():
          b"bmp a.bmp\nbmpa b.bmp\nbmpt a.bmp #F00\nbmpdraw 0 a.bmp 5 5\nbmpdraw 0 b.bmp 90 60\nbmpdel b.bmp\n")
     seed("interpreter", "displays", b"vdisp 1 20 30\ncopy 1 0\ncopy 0 1 2 3 4 5 0 0\nclear 1 (1,2,3)\ninfo\ninfo 1\n"
          b"color #11223344 mine\nrect 1 -3 -3 300 9 mine\nline 1 0 0 99999 -7 blue\nvdispd 1\nset 1 2\nflush 0 1\nquit\n")
+    seed("interpreter", "open_quotes", b"'quit\n\"info\ntext 0 1 2 'Ab\n'quit' \n")
 
 
 def utext():
