@@ -168,8 +168,8 @@ long SoakedDaemon::memory() {
     std::ifstream file("/proc/" + process() + "/status");
     std::string line;
     while (std::getline(file, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::stol(line.substr(6));
+        if (line.rfind("RssAnon:", 0) == 0) {
+            return std::stol(line.substr(8));
         }
     }
     fail("the daemon has gone");

@@ -44,7 +44,9 @@ public:
     // Closes its input and waits for its end; the exit status.
     int end();
 
-    [[nodiscard]] static long memory();       // resident, KiB
+    // Resident memory of its own, KiB: pages of program and libraries come and go with the system's cache of
+    // files.
+    [[nodiscard]] static long memory();
     [[nodiscard]] static long descriptors();  // that are open
 
 private:
