@@ -1,4 +1,4 @@
-// What kind of file a font is.
+// Whether a name stands for a regular file, and how large that is.
 #pragma once
 
 #include <fcntl.h>

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,8 @@
 #include <memory>
 #include <utility>
 
+#include "freetype/fnt_file.h"
+
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -19,14 +20,9 @@ using File = std::unique_ptr<std::FILE, FileCloser>;  // closed at the end of th
 
 namespace regular_file {
 
-// The bytes of an open regular file; -1 for anything else and when they cannot be told. By statx(), whose
-// fields have 64 bits everywhere: fstat() fails on a 32-bit machine for a file with a time stamp beyond the
-// year 2038.
+// The bytes of an open regular file; -1 for anything else and when they cannot be told.
 [[nodiscard]] inline std::int64_t size(int fd) {
-    struct statx status {};
-    const bool regular =
-        ::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_SIZE, &status) == 0 && S_ISREG(status.stx_mode);
-    return regular ? static_cast<std::int64_t>(status.stx_size) : -1;
+    return fnt::regularFileSize(fd, "", AT_EMPTY_PATH);
 }
 
 // Takes the descriptor over. Null for -1 and when no stream can be made of it.
