@@ -233,6 +233,12 @@ TEST(Font, WidestGlyphOfTheWholeRangeCounts) {
     EXPECT_EQ(Font(data.data()).maxWidth(), 3);
 }
 
+TEST(Font, WithoutGlyphsOfAnyWidthHasNone) {
+    Bytes data = fontBytes({3, 0, 0, 1, 'A', 'B'});
+    data[6] = data[10] = 0;
+    EXPECT_EQ(Font(data.data()).maxWidth(), 0);
+}
+
 TEST(Font, UpdateReadsTheTableAnew) {
     Bytes data = fontBytes({3, 0, 8, 1, 'A', 'B'});
     OpenFont font(data.data());
@@ -814,7 +820,25 @@ TEST_F(FontFile, HugeLengthEmptiesTheFont) {
 TEST_F(FontFile, HugeFileOfNothingEmptiesTheFont) {
     const std::string file = write(fileBytes(fontBytes({3, 0, 8, 1, 'A', 'B'}), 0x70000000U));
     ASSERT_EQ(::truncate(file.c_str(), 0x70000008), 0);
+    AllocationWatch::largest = 0;
     expectEmptiedBy(file);
+    EXPECT_LT(AllocationWatch::largest, 0x10000U) << "memory for data that no header describes";
+}
+
+TEST_F(FontFile, LengthWithABitBeyondTheLargestEmptiesTheFont) {
+    const Bytes data = fontBytes({3, 0, 8, 1, 'A', 'B'});
+    const auto length = static_cast<std::uint32_t>(data.size());
+    for (int bit = 23; bit < 32; ++bit) {
+        expectEmptiedBy(write(fileBytes(data, length | 1U << bit)));
+    }
+}
+
+TEST_F(FontFile, LargestDataThatAHeaderDescribesIsKept) {
+    const Bytes data = fontBytes({255, 0, 0, 127, 0, 255});
+    OpenFont font;
+    EXPECT_FALSE(font.loadFromFile(write(fileBytes(data)).c_str())) << "too high for a valid font";
+    EXPECT_TRUE(font.ownsFontData);
+    EXPECT_EQ(font.fontDatasize(), data.size());
 }
 
 TEST_F(FontFile, LengthOtherThanTheHeadersEmptiesTheFont) {

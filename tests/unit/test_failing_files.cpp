@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <iterator>
 #include <string>
@@ -129,6 +130,17 @@ TEST_F(FailingFiles, BitmapFontWhoseDataCannotBeReadTakesTheOneBeforeAway) {
     EXPECT_EQ(font.charHeight(), 0);
 }
 
+TEST_F(FailingFiles, BitmapFontWhoseDataCannotBeReadTakesABorrowedTableAway) {
+    ASSERT_TRUE(Font(F9x5m).saveToFile("one.fnt"));
+    Font font(F9x5m);
+    failing = FileCall::fread;
+    callsLeft = 2;
+    EXPECT_FALSE(font.loadFromFile("one.fnt"));
+    failing = FileCall::none;
+    EXPECT_EQ(font.fontData(), nullptr);
+    EXPECT_EQ(font.charHeight(), 0);
+}
+
 TEST_F(FailingFiles, SavingABitmapFontFails) {
     const auto save = [] { return Font(F9x5m).saveToFile("saved.fnt"); };
     EXPECT_EQ(failEach(FileCall::fdopen, save), 1);
@@ -193,6 +205,24 @@ TEST_F(FailingFiles, TimeStampBeyond2038IsNoFailure) {
     Shape shape;
     EXPECT_TRUE(shape.loadFromFile("one.shp"));
     EXPECT_NE(Image(BMP_ReadFile("one.bmp")).get(), nullptr);
+}
+
+TEST_F(FailingFiles, NoPathTouchesNoDescriptor) {
+    const long openBefore = openDescriptors();
+    EXPECT_EQ(openRegularFile(nullptr), nullptr);
+    EXPECT_EQ(createFile(nullptr), nullptr);
+    EXPECT_EQ(openDescriptors(), openBefore);
+}
+
+TEST_F(FailingFiles, SavedFileHasTheRightsThatTheUserGivesNewFiles) {
+    const mode_t before = ::umask(0027);
+    EXPECT_TRUE(Font(F9x5m).saveToFile("one.fnt"));
+    ::umask(0);
+    EXPECT_TRUE(Font(F9x5m).saveToFile("two.fnt"));
+    ::umask(before);
+    const auto rights = [](const char* file) { return std::filesystem::status(file).permissions(); };
+    EXPECT_EQ(rights("one.fnt"), static_cast<std::filesystem::perms>(0640));
+    EXPECT_EQ(rights("two.fnt"), static_cast<std::filesystem::perms>(0666));
 }
 
 TEST_F(FailingFiles, WritingABitmapIsAnInputOutputError) {

@@ -1,5 +1,6 @@
 // Loading and measuring of fonts.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -320,6 +321,20 @@ TEST_F(FntCacheFile, FontWithoutGlyphDataIsAFont) {
     TestImage image(20, 20);
     render(image, font, "AA");
     EXPECT_EQ(image.box(), "nothing");
+}
+
+TEST_F(FntCacheFile, IsNotKeptOpen) {
+    const auto lowestFree = [] {
+        const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ::close(fd);
+        return fd;
+    };
+    const int before = lowestFree();
+    const FontPtr font = load("small");
+    ASSERT_NE(font, nullptr);
+    EXPECT_EQ(lowestFree(), before);
+    EXPECT_EQ(loadBytes("no font"), nullptr);
+    EXPECT_EQ(lowestFree(), before);
 }
 
 TEST_F(FntCacheFile, MissingAndLongNamesAreSilent) {

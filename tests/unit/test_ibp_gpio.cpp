@@ -40,6 +40,27 @@ protected:
 
 }  // namespace
 
+// The first test of the program: it sees the table as it is before anything was opened.
+TEST_F(Gpios, LinesThatWereNeverOpenedAreRefused) {
+    for (int id = 0; id < 4; ++id) {
+        EXPECT_EQ(gpioGetLevel(id), -1);
+        EXPECT_EQ(gpioSetLevel(id, 1), -1);
+        EXPECT_NE(dump(id, 0).find("\n  FD=-1,"), std::string::npos);
+    }
+    EXPECT_TRUE(kernel.calls().empty());
+}
+
+TEST_F(Gpios, ClosedLinesAreRefused) {
+    gpioOpenAll();
+    gpioCloseAll();
+    const std::size_t calls = kernel.calls().size();
+    for (int id = 0; id < 4; ++id) {
+        EXPECT_EQ(gpioGetLevel(id), -1);
+        EXPECT_EQ(gpioSetLevel(id, 1), -1);
+    }
+    EXPECT_EQ(kernel.calls().size(), calls);
+}
+
 TEST_F(Gpios, AreExportedInOrderWithTheirStartLevels) {
     EXPECT_EQ(gpioOpenAll(), 0);
     EXPECT_EQ(exportFile.writes(), Calls({"254", "9", "105", "255"}));
@@ -93,12 +114,6 @@ TEST_F(Gpios, NoSuchLineIsRefused) {
     EXPECT_EQ(gpioSetLevel(-1, 1), -1);
     EXPECT_TRUE(power.writes().empty());
     EXPECT_TRUE(oled.writes().empty());
-}
-
-TEST_F(Gpios, ClosedLinesAreRefused) {
-    EXPECT_EQ(gpioGetLevel(0), -1);
-    EXPECT_EQ(gpioSetLevel(0, 1), -1);
-    EXPECT_TRUE(kernel.calls().empty());
 }
 
 TEST_F(Gpios, FailedWriteMarksTheLineClosedWithoutClosingIt) {

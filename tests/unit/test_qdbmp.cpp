@@ -285,6 +285,15 @@ TEST(CreatedBmp, BeyondTheSizesOfAFileIsAnInvalidArgumentAndLeaksNothing) {
     EXPECT_LT(watch.bytes(), 1000U);
 }
 
+// 5 rows of 858,993,448 bytes and 54 bytes before them: the next larger image has no size in 32 bits.
+TEST(CreatedBmp, AsLargeAsAFileCanBeFailsForNothingButMemory) {
+    const HeapWatch watch(2);  // the second: its data
+    EXPECT_EQ(BMP_Create(214748362, 5, 32), nullptr);
+    EXPECT_EQ(BMP_GetError(), BMP_OUT_OF_MEMORY);
+    EXPECT_EQ(BMP_Create(214748363, 5, 32), nullptr);
+    EXPECT_EQ(BMP_GetError(), BMP_INVALID_ARGUMENT);
+}
+
 TEST(CreatedBmp, LeaksNothingWhenMemoryRunsOut) {
     for (const auto& [depth, allocations] :
          std::vector<std::pair<std::uint16_t, int>>{{8, 3}, {24, 2}, {32, 2}}) {
