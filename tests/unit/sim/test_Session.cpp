@@ -98,7 +98,7 @@ TEST_F(Session, ViewSendsLinesToAPipedDaemonAndSeesItsAnswers) {
 }
 
 TEST_F(Session, ViewSendsLinesToTheDaemonOfAController) {
-    make({"sh", "-c", "sleep 20 | \"$0\" echo >/dev/null", BELTPACK_PROBE_PATH}, false);
+    make({"sh", "-c", "sleep 10 | \"$0\" echo >/dev/null", BELTPACK_PROBE_PATH}, false);
     EXPECT_NE(view->seam().controls.sendLine("too early"), "");
     serveUntil([this] { return view->seam().controls.sendLine("hello").empty(); });
     serveUntilNoted("> hello");

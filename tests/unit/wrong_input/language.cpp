@@ -257,8 +257,9 @@ void Language::drawText(const Values& v, std::int64_t x) {
     surface.changed = true;
     const std::int32_t left = static_cast<std::int32_t>(std::clamp<std::int64_t>(x, INT_MIN, INT_MAX));
     if (v[5].given) {
+        const std::int32_t length = lengthOf(v[3].text);
         for (std::int32_t row = 0; row < m_font->charHeight(); ++row) {
-            for (std::int32_t column = 0; column < lengthOf(v[3].text); ++column) {
+            for (std::int32_t column = 0; column < length; ++column) {
                 plot(surface, wrapped(std::int64_t{left} + column), wrapped(std::int64_t{v[2].number} + row),
                      v[5].color);
             }
