@@ -57,6 +57,7 @@ class Result:
     file: str
     mutant: mutate_rules.Mutant
     line: int
+    above: str  # the line above
     before: str
     after: str
     verdict: str = ""  # killed, survived, equivalent, invalid
@@ -107,12 +108,14 @@ def read_survivors(path):
 
 
 def read_equivalents(path):
-    """Blocks of: file, "- before", "+ after", reason."""
+    """Blocks of: file, the line above where the next one does not stand for itself, "- before", "+ after", reason.
+    As (file, above or None, before, after)."""
     known = set()
     for block in path.read_text().split("\n\n") if path.exists() else []:
         lines = [line.strip() for line in block.splitlines() if line.strip() and not line.startswith("#")]
+        above = lines.pop(1) if len(lines) > 1 and not lines[1].startswith("- ") else None
         if len(lines) >= 4:
-            known.add((lines[0], lines[1][2:], lines[2][2:]))
+            known.add((lines[0], above, lines[1][2:], lines[2][2:]))
         elif lines:
             sys.exit(f"{path}: no reason is given for the fault in {lines[0]}")
     return known
@@ -304,9 +307,11 @@ class Mutation:
         for file in self.files():
             source = self.sources[file] = (ROOT / file).read_text()
             of_line = collections.defaultdict(list)
+            above = ["", *map(str.strip, source.splitlines())]
             for mutant in mutate_rules.mutants(source):
                 before, after = mutant.lines(source)
-                of_line[mutant.line(source)].append(Result(file, mutant, mutant.line(source), before, after))
+                line = mutant.line(source)
+                of_line[line].append(Result(file, mutant, line, above[line - 1], before, after))
             if of_line and file not in self.map:
                 sys.exit(f"tests/mutation/map.txt names no tests for {file}")
             for results in of_line.values():
@@ -346,7 +351,8 @@ class Mutation:
             worker = self.free.pop()
         start = time.monotonic()
         try:
-            if (result.file, result.before, result.after) in self.known:
+            if not self.known.isdisjoint((result.file, above, result.before, result.after)
+                                         for above in (None, result.above)):
                 result.verdict, result.by = "equivalent", "listed"
                 return result
             source = self.sources[result.file]

@@ -245,6 +245,24 @@ TEST(SimpleStringGrow, CapacityBeyond32BitsIsAnAllocationFailure) {
     expectText(s, "abc");
 }
 
+// The record's size is left of 32 bits. No memory of this size is taken: the request is refused.
+TEST(SimpleStringGrow, LargestCapacityFailsForNothingButMemory) {
+    constexpr std::uint32_t kLargest = 0xFFFFFFFF - sizeof(StringData);
+    const auto requestsFor = [](std::uint32_t capacity) {
+        const long before = AllocationWatch::requests;
+        AllocationWatch::refused = before + 1;
+        try {
+            const SimpleString s(capacity, 1);
+        } catch (const std::bad_alloc&) {
+            AllocationWatch::refused = 0;
+        }
+        EXPECT_EQ(AllocationWatch::refused, 0) << capacity;
+        return AllocationWatch::requests - before;
+    };
+    EXPECT_EQ(requestsFor(kLargest), 1);
+    EXPECT_EQ(requestsFor(kLargest + 1), 0);
+}
+
 TEST(SimpleStringAppend, FirstByteGrowsByOneStep) {
     SimpleString s;
     s.Append('x');

@@ -101,6 +101,13 @@ protected:
 
 }  // namespace
 
+// The first test of the program: nothing was set up before.
+TEST_F(Leds, FirstTestOfAProcessIsSetUpLikeLaterOnes) {
+    grp.led[0].iOnLvl = 99;
+    EXPECT_EQ(ledTestAll(&grp, 0), 5);
+    EXPECT_EQ(ledGetBrt(&grp, 0), 82);
+}
+
 TEST_F(LedTable, IsBuiltClosedOffAtStepFive) {
     EXPECT_EQ(ledBuildAll(&grp), 0);
     EXPECT_EQ(grp.iBlinkOnMs, 500);

@@ -315,6 +315,7 @@ TEST(FreedBmp, GivesBackPaletteDataAndRecord) {
     const HeapWatch watch;
     BMP* const image = BMP_Create(3, 2, 8);
     EXPECT_EQ(watch.liveBlocks(), 3U);
+    EXPECT_EQ(watch.bytes(), sizeof(BMP) + 256 * 4 + 2 * 4);
     BMP_Free(image);
     EXPECT_EQ(watch.liveBlocks(), 0U);
 }

@@ -212,6 +212,14 @@ TEST_F(UtextCommand, FlagsGoToTheRenderer) {
     EXPECT_NE(frameOf(panel), drawn(fonts[3], "Ag", &whole, 0));
 }
 
+// Only what stands before a line's end has to fit.
+TEST_F(UtextCommand, AreaOfOnePixelShowsTheBeginningOfTheNextLines) {
+    quietly({"ufont sans.ttf", "utext 0 '\\x0A\xE2\x96\x88' white 9 95 0 16"});
+    const rect_t area = {95, 0, 1, 64};
+    EXPECT_EQ(frameOf(panel), drawn(fonts[9], "\n\xE2\x96\x88", &area, 128 | kFntLines));
+    EXPECT_NE(frameOf(panel), Frame(96 * 64, 0));
+}
+
 TEST_F(UtextCommand, AreaNarrowerThanOnePixelDrawsNothing) {
     quietly({"ufont sans.ttf", "utext 0 hi white 9 96 0", "utext 0 hi white 9 97 0"});
     EXPECT_EQ(frameOf(panel), Frame(96 * 64, 0));
