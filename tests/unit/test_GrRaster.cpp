@@ -220,6 +220,17 @@ TEST(Line, ShallowAndNearlyLevelInIndexMatchesThePlainWalk) {
     }
 }
 
+TEST(Line, WithRowsLongerThanTwoWidthsReachesItsLastPoint) {
+    // Half a row is longer than the display is wide: nothing lies further on than the end of the line.
+    const Size shape(10, 3000);
+    for (const std::int32_t length : {24998, 24999, 25000, 25001, 25002}) {
+        for (const std::int32_t rows : {3, 99, 100}) {
+            expectSameLine(shape, Position(0, rows), Position(length, 0));
+            expectSameLine(shape, Position(length, 0), Position(0, rows));
+        }
+    }
+}
+
 TEST(Line, LongAxisParallelLinesMatchThePlainWalk) {
     for (const Size& shape : kShapes) {
         expectSameLine(shape, Position(-90000, 1), Position(90000, 1));
