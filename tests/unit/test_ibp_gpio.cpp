@@ -43,7 +43,9 @@ protected:
 // The first test of the program: it sees the table as it is before anything was opened.
 TEST_F(Gpios, LinesThatWereNeverOpenedAreRefused) {
     for (int id = 0; id < 4; ++id) {
-        EXPECT_NE(dump(id, 0).find("\n  FD=-1,"), std::string::npos);
+        const std::string text = dump(id, 0);
+        EXPECT_NE(text.find("\n  FD=-1,"), std::string::npos) << text;
+        EXPECT_NE(text.find(",Lvl: Curr=-1,Init=-1\n"), std::string::npos) << text;
         EXPECT_EQ(gpioGetLevel(id), -1);
         EXPECT_EQ(gpioSetLevel(id, 1), -1);
     }

@@ -65,6 +65,7 @@ TEST_F(GpioInputs, ThatCannotBeReadLaterAreNoLongerUsed) {
     gpioOpenAll();
     value.failNext(Call::read, EIO);
     EXPECT_EQ(gpioGetLevel(kInputLine), -1);
+    EXPECT_EQ(mGpio[kInputLine].iFd, -1);
     EXPECT_EQ(gpioGetLevel(kInputLine), -1);
     EXPECT_EQ(value.count(Call::read), 2U) << "at the start and once";
 }
