@@ -120,25 +120,17 @@ TEST_F(FailingFiles, LoadingABitmapFontFailsAndLeavesNone) {
 
 TEST_F(FailingFiles, BitmapFontWhoseDataCannotBeReadTakesTheOneBeforeAway) {
     ASSERT_TRUE(Font(F9x5m).saveToFile("one.fnt"));
-    Font font;
-    ASSERT_TRUE(font.loadFromFile("one.fnt"));
-    failing = FileCall::fread;
-    callsLeft = 2;
-    EXPECT_FALSE(font.loadFromFile("one.fnt"));
-    failing = FileCall::none;
-    EXPECT_EQ(font.fontData(), nullptr);
-    EXPECT_EQ(font.charHeight(), 0);
-}
-
-TEST_F(FailingFiles, BitmapFontWhoseDataCannotBeReadTakesABorrowedTableAway) {
-    ASSERT_TRUE(Font(F9x5m).saveToFile("one.fnt"));
-    Font font(F9x5m);
-    failing = FileCall::fread;
-    callsLeft = 2;
-    EXPECT_FALSE(font.loadFromFile("one.fnt"));
-    failing = FileCall::none;
-    EXPECT_EQ(font.fontData(), nullptr);
-    EXPECT_EQ(font.charHeight(), 0);
+    Font owning;
+    ASSERT_TRUE(owning.loadFromFile("one.fnt"));
+    Font borrowing(F9x5m);
+    for (Font* font : {&owning, &borrowing}) {
+        failing = FileCall::fread;
+        callsLeft = 2;
+        EXPECT_FALSE(font->loadFromFile("one.fnt"));
+        failing = FileCall::none;
+        EXPECT_EQ(font->fontData(), nullptr);
+        EXPECT_EQ(font->charHeight(), 0);
+    }
 }
 
 TEST_F(FailingFiles, SavingABitmapFontFails) {
