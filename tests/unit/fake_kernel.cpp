@@ -95,7 +95,9 @@ std::string numberBehind(const void* argument) {
 
 std::string describeRequest(const std::string& path, unsigned long request, const void* argument) {
     if (isTransfer(request)) {
-        return "transfer " + path + hex(transferBytes(request, argument));
+        // One that leaves the chip selected must not pass for one that does not.
+        const bool selected = static_cast<const spi_ioc_transfer*>(argument)->cs_change != 0;
+        return "transfer " + path + hex(transferBytes(request, argument)) + (selected ? " cs_change" : "");
     }
     if (isKeyState(request)) {
         return "ioctl " + path + " EVIOCGKEY " + std::to_string(_IOC_SIZE(request));

@@ -1,5 +1,7 @@
 // Drawing of text: placing, lines, wrapping, cutting.
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -348,6 +350,20 @@ TEST_F(FntOutlines, CutLineEndsWithAKernedEllipsis) {
     }
 }
 
+TEST_F(FntOutlines, LineThatJustFitsIsNotCut) {
+    const FontPtr font = load("ft:sans.ttf:16px");
+    const std::string text = "Party line AVATAR";
+    const int exact = width(font, text);
+    TestImage whole(exact, 20);
+    render(whole, font, text);
+    TestImage fitting(exact, 20);
+    render(fitting, font, text, kFntCut);
+    EXPECT_TRUE(same(fitting, whole, exact, 20));
+    TestImage cut(exact, 20);
+    render(cut, {0, 0, exact - 1, 20}, font, text, kFntCut);
+    EXPECT_FALSE(same(cut, whole, exact, 20));
+}
+
 TEST_F(FntOutlines, LineWithoutRoomForACharacterIsAnEllipsisAlone) {
     const FontPtr font = load("ft:sans.ttf:16px");
     TestImage cut(12, 20);
@@ -468,6 +484,31 @@ TEST_F(FntOutlines, HugeGlyphIsDrawnButNotKept) {
     TestImage again(96, 64);
     render(again, {-150, -500, 246, 564}, font, "M");
     EXPECT_TRUE(same(image, again, 96, 64));
+}
+
+TEST_F(FntOutlines, GlyphsAreKeptUpTo64Kibibytes) {
+    unsigned largestKept = 0;
+    unsigned smallestOther = UINT_MAX;
+    for (int size = 280; size < 400; size += 2) {
+        const FontPtr font = load("ft:sans.ttf:" + std::to_string(size) + "px");
+        for (const char letter : std::string("ABDMNPRW")) {
+            TestImage image(96, 64);
+            const rect_t above = {-150, -200, 246, 264};  // so that a part of each letter shows
+            render(image, above, font, {letter});
+            resetFreeTypeCalls();
+            render(image, above, font, {letter});
+            const FT_Bitmap& last = font->face->glyph->bitmap;
+            if (freeTypeCalls().loads.empty()) {
+                largestKept = std::max<unsigned>(largestKept, slot(font, letter).w * slot(font, letter).h);
+            } else {
+                smallestOther = std::min(smallestOther, last.width * last.rows);
+            }
+        }
+    }
+    EXPECT_LE(largestKept, 65536U);
+    EXPECT_GT(largestKept, 65536U - 512) << "no glyph that is just small enough";
+    EXPECT_GT(smallestOther, 65536U);
+    EXPECT_LT(smallestOther, 65536U + 512) << "none that is just too large";
 }
 
 TEST_F(FntOutlines, TwoLevelBitmapsAreStretchedToFullCoverage) {

@@ -210,9 +210,12 @@ TEST_F(Buttons, LowestActiveEntryOfACodeTakesTheEvent) {
 
 TEST_F(Buttons, BytesAfterTheLastWholeEventAreIgnored) {
     openWith(2);
-    device.queueRead(record(100, 1) + std::string(4, '\1'));
+    std::string almost = record(101, 1);
+    almost.pop_back();
+    device.queueRead(record(100, 1) + almost);
     EXPECT_EQ(buttonGetGrpData(&grp), 1);
     EXPECT_EQ(grp.btn[0].iChange, 1);
+    EXPECT_EQ(grp.btn[1].iChange, 0);
     EXPECT_EQ(kernel.callsOf("read"), Calls({"read /dev/input/event4 1024"}));
 }
 

@@ -23,6 +23,8 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+const int kLevelAtStart = miPrint;  // before any test
+
 constexpr const char* kCommandBus = "/dev/spidev3.0";
 constexpr const char* kDataBus = "/dev/spidev3.1";
 constexpr const char* kGainBus = "/dev/spidev4.0";
@@ -1003,6 +1005,14 @@ TEST_F(InputMachine, InterruptedReadsDoNotCount) {
     EXPECT_NE(loop({"g:info\n"}).find("OnDisplayInfo1"), std::string::npos);
 }
 
+TEST_F(InputMachine, InterruptedReadResetsTheCount) {
+    FakeDevice& input = kernel.standardInput();
+    for (const int error : {EIO, EIO, EIO, EINTR, EIO, EIO, EIO}) {
+        input.queueReadError(error);
+    }
+    EXPECT_NE(loop({"g:info\n"}).find("OnDisplayInfo1"), std::string::npos);
+}
+
 TEST_F(InputMachine, EndsAfterFourReadErrorsInARow) {
     FakeDevice& input = kernel.standardInput();
     for (int i = 0; i < 4; ++i) {
@@ -1084,6 +1094,15 @@ TEST_F(Loop, WakesForTheNextBlinkPhase) {
     EXPECT_NE(calls[1].find("timeout=1500000us"), std::string::npos) << calls[1];
     EXPECT_NE(calls[2].find("timeout=500000us"), std::string::npos) << calls[2];
     EXPECT_EQ(ledWrites(4), (Lines{"0", "82", "0"}));
+}
+
+TEST_F(Loop, WaitsForTheLongestBlinkPhaseToTheMillisecond) {
+    openPanel();
+    kernel.queueSelect({"stdin"});
+    kernel.queueSelect({});
+    loop({"a:set 9 3\na:set 203 9999\n"});
+    const Lines calls = kernel.callsOf("select");
+    EXPECT_NE(calls[1].find("timeout=9999000us"), std::string::npos) << calls[1];
 }
 
 TEST_F(Loop, GoesOnWhenSelectFails) {
@@ -1766,6 +1785,10 @@ TEST_F(StartUp, UnknownArgumentsAreLoggedAndIgnored) {
     EXPECT_EQ(exitStatus, 0);
     EXPECT_TRUE(logged(LOG_ERR, "main Command line argument \"-x\" not recognized"));
     EXPECT_TRUE(logged(LOG_ERR, "main Command line argument \"word\" not recognized"));
+}
+
+TEST_F(StartUp, NothingIsAskedForBeforeTheOptions) {
+    EXPECT_EQ(kLevelAtStart, 0);
 }
 
 TEST_F(StartUp, OptionsAreLoggedWithThePrintOption) {
