@@ -1096,7 +1096,7 @@ TEST_F(Loop, WakesForTheNextBlinkPhase) {
     EXPECT_EQ(ledWrites(4), (Lines{"0", "82", "0"}));
 }
 
-TEST_F(Loop, WaitsForTheLongestBlinkPhaseToTheMillisecond) {
+TEST_F(Loop, WaitsForALongBlinkPhaseToTheMillisecond) {
     openPanel();
     kernel.queueSelect({"stdin"});
     kernel.queueSelect({});
@@ -1787,7 +1787,7 @@ TEST_F(StartUp, UnknownArgumentsAreLoggedAndIgnored) {
     EXPECT_TRUE(logged(LOG_ERR, "main Command line argument \"word\" not recognized"));
 }
 
-TEST_F(StartUp, NothingIsAskedForBeforeTheOptions) {
+TEST_F(StartUp, DebugLevelIsZeroBeforeTheOptions) {
     EXPECT_EQ(kLevelAtStart, 0);
 }
 
